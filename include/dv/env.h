@@ -1,0 +1,8 @@
+#pragma once
+
+// The whole public interface of dvenv2.
+
+#include <dv/env/ConfigRecorder.h>
+#include <dv/env/Export.h>
+#include <dv/env/Options.h>
+#include <dv/env/StampLog.h>

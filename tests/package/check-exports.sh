@@ -1,0 +1,16 @@
+#!/usr/bin/env bash
+# Fails if the shared library exports anything internal, or lacks its SONAME.
+set -euo pipefail
+lib=$1
+exported=$(nm -D --defined-only -C "$lib" | awk '{ $1=""; $2=""; print substr($0, 3) }')
+bad=$(grep -E 'internal|buildOptionTables|OptionIndex|builtin[A-Z]|NameCache|loadDefaults|(int|real|string|bool)Options' <<<"$exported" || true)
+if [ -n "$bad" ]; then
+  echo "internal symbols exported:"; echo "$bad"; exit 1
+fi
+for name in 'dv::env::getOptionInt' 'dv::env::optionsRecorder()' 'writeLog' 'dv::env::OptionsConfigRecorder::record'; do
+  grep -qF "$name" <<<"$exported" || { echo "missing export: $name"; exit 1; }
+done
+# writeLog has C linkage: its symbol is the plain name.
+nm -D --defined-only "$lib" | grep -qE ' T writeLog$' || { echo "writeLog is not exported with C linkage"; exit 1; }
+readelf -d "$lib" | grep -q 'SONAME.*libdvenv2\.so\.[0-9]' || { echo "no versioned SONAME"; exit 1; }
+echo "exports ok"
