@@ -2,6 +2,7 @@
 
 // The whole public interface of dvenv2.
 
+#include <dv/env/AppLog.h>
 #include <dv/env/ConfigRecorder.h>
 #include <dv/env/Export.h>
 #include <dv/env/Options.h>

@@ -7,7 +7,7 @@ bad=$(grep -E 'internal|buildOptionTables|OptionIndex|builtin[A-Z]|NameCache|loa
 if [ -n "$bad" ]; then
   echo "internal symbols exported:"; echo "$bad"; exit 1
 fi
-for name in 'dv::env::getOptionInt' 'dv::env::optionsRecorder()' 'writeLog' 'dv::env::OptionsConfigRecorder::record'; do
+for name in 'dv::env::getOptionInt' 'dv::env::optionsRecorder()' 'writeLog' 'dv::env::OptionsConfigRecorder::record' 'dv::env::AppLog::redirectToFile'; do
   grep -qF "$name" <<<"$exported" || { echo "missing export: $name"; exit 1; }
 done
 # writeLog has C linkage: its symbol is the plain name.
