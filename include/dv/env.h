@@ -6,4 +6,6 @@
 #include <dv/env/ConfigRecorder.h>
 #include <dv/env/Export.h>
 #include <dv/env/Options.h>
+#include <dv/env/ProgramVersion.h>
 #include <dv/env/StampLog.h>
+#include <dv/env/VersionResource.h>

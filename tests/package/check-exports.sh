@@ -7,10 +7,14 @@ bad=$(grep -E 'internal|buildOptionTables|OptionIndex|builtin[A-Z]|NameCache|loa
 if [ -n "$bad" ]; then
   echo "internal symbols exported:"; echo "$bad"; exit 1
 fi
-for name in 'dv::env::getOptionInt' 'dv::env::optionsRecorder()' 'writeLog' 'dv::env::OptionsConfigRecorder::record' 'dv::env::AppLog::redirectToFile'; do
+for name in 'dv::env::getOptionInt' 'dv::env::optionsRecorder()' 'writeLog' 'dv::env::OptionsConfigRecorder::record' 'dv::env::AppLog::redirectToFile' \
+            'dv::env::programVersion[abi:cxx11](bool)' 'dv::env::programVersionW[abi:cxx11](bool)' \
+            'dv::env::programVersionNumber()'; do
   grep -qF "$name" <<<"$exported" || { echo "missing export: $name"; exit 1; }
 done
 # writeLog has C linkage: its symbol is the plain name.
 nm -D --defined-only "$lib" | grep -qE ' T writeLog$' || { echo "writeLog is not exported with C linkage"; exit 1; }
 readelf -d "$lib" | grep -q 'SONAME.*libdvenv2\.so\.[0-9]' || { echo "no versioned SONAME"; exit 1; }
+# The library carries its own version resource as an ELF note.
+readelf -n "$lib" | grep -q 'dvenv .*0x00000010' || { echo "no version resource note"; exit 1; }
 echo "exports ok"

@@ -13,6 +13,7 @@ using Arguments = std::vector<std::string>;
 int listOptions(const Arguments& args);
 int getOption(const Arguments& args);
 int setOption(const Arguments& args);
+int printVersion(const Arguments& args);
 
 // Exit status for a command used wrongly or given bad input.
 inline constexpr int badInput = 2;

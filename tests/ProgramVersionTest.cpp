@@ -1,0 +1,123 @@
+// This test program carries its own version resource; the file version differs
+// from the product version so a mix-up shows.
+
+#include <dv/env/ProgramVersion.h>
+#include <dv/env/VersionResource.h>
+
+#include "ProgramVersion.h"
+#include "platform/VersionNote.h"
+#include "platform/linux/ElfNotes.h"
+
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+
+#include <cstring>
+#include <vector>
+
+DV_VERSION_RESOURCE(4, 3, 2, 1, 9, 1, 3, 7);
+
+namespace dv::env {
+namespace {
+
+using internal::VersionNumbers;
+
+TEST(ProgramVersion, ReadsTheProductVersionOfTheMainProgram) {
+    EXPECT_EQ(programVersion(true), "9.1.3.7");
+    EXPECT_EQ(programVersion(false), "9.1.3 Build 7");
+    EXPECT_EQ(programVersionW(true), L"9.1.3.7");
+    EXPECT_EQ(programVersionW(false), L"9.1.3 Build 7");
+    EXPECT_EQ(programVersionNumber(), (9u << 26) | (1u << 20) | (3u << 14) | 7u);
+}
+
+TEST(ProgramVersion, FormatsWholeNumbersAndPacksEachIntoItsField) {
+    const VersionNumbers biggest{65535, 65535, 65535, 65535};
+    EXPECT_EQ(internal::formatVersion(biggest, true), "65535.65535.65535.65535");
+    EXPECT_EQ(internal::formatVersionW(biggest, false), L"65535.65535.65535 Build 65535");
+    EXPECT_EQ(internal::packVersion(biggest), 0xFFFFFFFFu);
+    EXPECT_EQ(internal::packVersion({1, 0, 0, 0}), 1u << 26);
+    EXPECT_EQ(internal::packVersion({0, 1, 0, 0}), 1u << 20);
+    EXPECT_EQ(internal::packVersion({0, 0, 1, 0}), 1u << 14);
+    EXPECT_EQ(internal::packVersion({65, 0, 0, 16385}), (1u << 26) | 1u);
+    EXPECT_EQ(internal::formatVersion({10, 0, 100, 1000}, false), "10.0.100 Build 1000");
+}
+
+TEST(VersionNote, MainProgramAnswersAlsoByItsBaseName) {
+    const auto main = internal::versionResourceOfMainProgram();
+    ASSERT_TRUE(main);
+    EXPECT_EQ(main->file, (VersionNumbers{4, 3, 2, 1}));
+    EXPECT_EQ(main->product, (VersionNumbers{9, 1, 3, 7}));
+
+    const auto byName = internal::versionResourceOfLoadedModule("ProgramVersionTest");
+    ASSERT_TRUE(byName);
+    EXPECT_EQ(byName->file, main->file);
+}
+
+TEST(VersionNote, LoadedModuleAnswersByExactBaseName) {
+    EXPECT_FALSE(internal::versionResourceOfLoadedModule("libversionprobe.so"));
+
+    void* probe = dlopen(VERSION_PROBE_PATH, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(probe, nullptr) << dlerror();
+    void* plain = dlopen(PLAIN_PROBE_PATH, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(plain, nullptr) << dlerror();
+
+    const auto found = internal::versionResourceOfLoadedModule("libversionprobe.so");
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->file, (VersionNumbers{5, 6, 7, 8}));
+    EXPECT_EQ(found->product, (VersionNumbers{5, 6, 0, 0}));
+    EXPECT_FALSE(internal::versionResourceOfLoadedModule("libplainprobe.so"));
+    EXPECT_FALSE(internal::versionResourceOfLoadedModule("libversionprobe"));
+    EXPECT_FALSE(internal::versionResourceOfLoadedModule(VERSION_PROBE_PATH));
+    EXPECT_FALSE(internal::versionResourceOfLoadedModule(""));
+
+    // A loaded module's resource never stands in for the program's.
+    EXPECT_EQ(programVersion(true), "9.1.3.7");
+
+    dlclose(plain);
+    dlclose(probe);
+}
+
+// Builds a note segment by hand: header, owner, content, the last two padded
+// to the alignment from the segment's start.
+void appendNote(std::vector<unsigned char>& segment, const char* owner, std::uint32_t type,
+                const std::vector<std::uint16_t>& content, std::size_t alignment) {
+    const std::uint32_t header[3] = {static_cast<std::uint32_t>(std::strlen(owner) + 1),
+                                     static_cast<std::uint32_t>(content.size() * 2), type};
+    const auto append = [&](const void* data, std::size_t size, bool pad) {
+        const auto* bytes = static_cast<const unsigned char*>(data);
+        segment.insert(segment.end(), bytes, bytes + size);
+        if (pad)
+            segment.resize((segment.size() + alignment - 1) / alignment * alignment);
+    };
+    append(header, sizeof header, false);
+    append(owner, header[0], true);
+    append(content.data(), header[1], true);
+}
+
+TEST(VersionNote, FindsItsNoteAmongOthersAndRejectsBrokenOnes) {
+    const std::vector<std::uint16_t> numbers{1, 2, 3, 4, 5, 6, 7, 8};
+    for (std::size_t alignment : {4u, 8u}) {
+        std::vector<unsigned char> segment;
+        appendNote(segment, "GNU", 3, {0xABCD, 0x1234, 0x5678}, alignment);
+        appendNote(segment, "dvenv", 2, numbers, alignment);    // other type
+        appendNote(segment, "dvenv2", 1, numbers, alignment);   // other owner
+        appendNote(segment, "dvenv", 1, {1, 2, 3}, alignment);  // too short
+        const std::size_t withoutOurs = segment.size();
+        appendNote(segment, "dvenv", 1, numbers, alignment);
+
+        const auto found = internal::findVersionNote(segment.data(), segment.size(), alignment);
+        ASSERT_TRUE(found) << alignment;
+        EXPECT_EQ(found->file, (VersionNumbers{1, 2, 3, 4}));
+        EXPECT_EQ(found->product, (VersionNumbers{5, 6, 7, 8}));
+
+        EXPECT_FALSE(internal::findVersionNote(segment.data(), withoutOurs, alignment));
+        EXPECT_FALSE(internal::findVersionNote(segment.data(), segment.size() - 2, alignment)) << "truncated";
+    }
+    std::vector<unsigned char> huge;
+    appendNote(huge, "dvenv", 1, numbers, 4);
+    huge[0] = 0xFF, huge[1] = 0xFF, huge[2] = 0xFF, huge[3] = 0xFF;  // name size beyond the segment
+    EXPECT_FALSE(internal::findVersionNote(huge.data(), huge.size(), 4));
+}
+
+}  // namespace
+}  // namespace dv::env

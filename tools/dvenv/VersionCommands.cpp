@@ -1,0 +1,37 @@
+// version: the tool's own version, as the library reads it for any program,
+// and the version of the library the tool has loaded.
+
+#include "Commands.h"
+
+#include <dv/env/ProgramVersion.h>
+#include <dv/env/VersionResource.h>
+
+#include "platform/VersionNote.h"
+
+#include <iostream>
+
+DV_VERSION_RESOURCE(DVENV2_VERSION_MAJOR, DVENV2_VERSION_MINOR, DVENV2_VERSION_PATCH, DVENV2_BUILD_NUMBER,
+                    DVENV2_VERSION_MAJOR, DVENV2_VERSION_MINOR, DVENV2_VERSION_PATCH, DVENV2_BUILD_NUMBER);
+
+namespace dvenv {
+
+int printVersion(const Arguments& args) {
+    if (!args.empty()) {
+        std::cerr << "dvenv: version takes no arguments\n";
+        return badInput;
+    }
+    std::cout << dv::env::programVersion(true) << '\n'
+              << dv::env::programVersion(false) << '\n'
+              << dv::env::programVersionNumber() << '\n';
+    // The file version of the library as loaded, so a mismatched install shows.
+    constexpr const char* library = "libdvenv2.so." DVENV2_SOVERSION;
+    std::cout << library;
+    if (const auto resource = dv::env::internal::versionResourceOfLoadedModule(library)) {
+        const auto& v = resource->file;
+        std::cout << ' ' << v[0] << '.' << v[1] << '.' << v[2] << '.' << v[3];
+    }
+    std::cout << '\n';
+    return 0;
+}
+
+}  // namespace dvenv
