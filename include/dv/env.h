@@ -5,7 +5,10 @@
 #include <dv/env/AppLog.h>
 #include <dv/env/ConfigRecorder.h>
 #include <dv/env/Export.h>
+#include <dv/env/OptionQueries.h>
+#include <dv/env/OptionRegistration.h>
 #include <dv/env/Options.h>
 #include <dv/env/ProgramVersion.h>
 #include <dv/env/StampLog.h>
+#include <dv/env/Unit.h>
 #include <dv/env/VersionResource.h>

@@ -12,6 +12,13 @@ for name in 'dv::env::getOptionInt' 'dv::env::optionsRecorder()' 'writeLog' 'dv:
             'dv::env::programVersionNumber()'; do
   grep -qF "$name" <<<"$exported" || { echo "missing export: $name"; exit 1; }
 done
+# The mode query is exported for exactly its six enumerations.
+modes=$(grep -F 'dv::env::getOption<' <<<"$exported" | sort || true)
+for mode in dv::edit::CellHierarchy dv::edit::EdgePolicy dv::edit::ShapeFilter dv::edit::ExtractHolesMode \
+            dv::geom::HolesMode dv::geom::FillRule; do
+  grep -qF "$mode dv::env::getOption<$mode>(bool)" <<<"$modes" || { echo "missing export: getOption<$mode>"; exit 1; }
+done
+[ "$(grep -c . <<<"$modes")" -eq 6 ] || { echo "getOption exported for other types:"; echo "$modes"; exit 1; }
 # writeLog has C linkage: its symbol is the plain name.
 nm -D --defined-only "$lib" | grep -qE ' T writeLog$' || { echo "writeLog is not exported with C linkage"; exit 1; }
 readelf -d "$lib" | grep -q 'SONAME.*libdvenv2\.so\.[0-9]' || { echo "no versioned SONAME"; exit 1; }

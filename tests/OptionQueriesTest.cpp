@@ -1,0 +1,213 @@
+#include <dv/env/ConfigRecorder.h>
+#include <dv/env/OptionQueries.h>
+#include <dv/env/Options.h>
+
+#include "OptionTables.h"
+#include "OptionsRecorder.h"
+#include "support/TestApp.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <set>
+#include <stdexcept>
+
+namespace dv::env {
+namespace {
+
+class OptionQueries : public test::WithApp, public ::testing::Test {
+protected:
+    void SetUp() override {
+        internal::buildOptionTables();
+        internal::optionsRecorderInstance()->clear();
+    }
+
+    static std::set<std::string> recordedNames() {
+        std::set<std::string> names;
+        const auto configuration = optionsRecorder()->getConfiguration();
+        for (const auto& parameter : configuration->params())
+            names.insert(parameter.name);
+        return names;
+    }
+
+    // Asserts that `call` throws "Invalid Unit".
+    template <typename Call>
+    static void expectInvalidUnit(Call call) {
+        try {
+            call();
+            ADD_FAILURE() << "no exception";
+        } catch (const std::out_of_range& error) {
+            EXPECT_STREQ(error.what(), "Invalid Unit");
+        }
+    }
+
+    test::ClogCapture clog;
+};
+
+constexpr std::int64_t largest = std::numeric_limits<std::int64_t>::max();
+
+TEST(Unit, FactorsAgreeWithEachOtherAndWithTheUnitsTheyName) {
+    for (int value = -5; value <= 15; ++value) {
+        const auto unit = static_cast<Unit>(value);
+        EXPECT_EQ(dbUnitsPerUnitReal(unit), static_cast<double>(dbUnitsPerUnit(unit))) << value;
+        if (value < 0 || value > 8) {
+            EXPECT_EQ(dbUnitsPerUnit(unit), 1) << value;
+        }
+    }
+    const auto factor = [](Unit unit) { return dbUnitsPerUnit(unit); };
+    EXPECT_EQ(factor(Unit::Nanometer), 1000);  // one database unit is a picometre
+    EXPECT_EQ(factor(Unit::Micrometer), 1000 * factor(Unit::Nanometer));
+    EXPECT_EQ(factor(Unit::Millimeter), 1000 * factor(Unit::Micrometer));
+    EXPECT_EQ(factor(Unit::Centimeter), 10 * factor(Unit::Millimeter));
+    EXPECT_EQ(factor(Unit::Meter), 100 * factor(Unit::Centimeter));
+    EXPECT_EQ(10 * factor(Unit::Inch), 254 * factor(Unit::Millimeter));
+    EXPECT_EQ(factor(Unit::Foot), 12 * factor(Unit::Inch));
+    EXPECT_EQ(1000 * factor(Unit::Mil), factor(Unit::Inch));
+    // A point is 1/72 inch rounded to a whole number, in both tables.
+    EXPECT_EQ(factor(Unit::Point), std::llround(factor(Unit::Inch) / 72.0));
+    EXPECT_EQ(dbUnitsPerUnitReal(Unit::Point), 352777778.0);
+}
+
+TEST_F(OptionQueries, UnitsAreCheckedOnReadOnlyAndAfterTheRead) {
+    for (int value : {-2, -1, 9}) {
+        setOptionInt("DvDisplayUnits", value);
+        EXPECT_EQ(getOptionUnits("DvDisplayUnits", false), static_cast<Unit>(value));
+    }
+    for (int value : {-3, 10}) {
+        setOptionUnits("DvDisplayUnits", static_cast<Unit>(value));
+        clog.reset();
+        expectInvalidUnit([] { getOptionUnits("DvDisplayUnits", true); });
+        EXPECT_NE(clog.text().find("DvDisplayUnits = " + std::to_string(value)), std::string::npos);
+        EXPECT_EQ(getOptionInt("DvDisplayUnits", false), value) << "stored without a check";
+    }
+    EXPECT_EQ(recordedNames(), std::set<std::string>{"DvDisplayUnits"});
+}
+
+TEST_F(OptionQueries, RealLengthsRoundHalvesUpward) {
+    const auto length = [](double value, Unit unit) {
+        setOptionReal("GbrOutRectAptLimitValue", value);
+        setOptionUnits("GbrOutRectAptLimitUnits", unit);
+        return dbUnitsFromOptionReal("GbrOutRectAptLimitValue", "GbrOutRectAptLimitUnits", false);
+    };
+    EXPECT_EQ(length(1.5, Unit::DatabaseUnit), 2);
+    EXPECT_EQ(length(-1.5, Unit::DatabaseUnit), -1);
+    EXPECT_EQ(length(-2.5, Unit::DatabaseUnit), -2);
+    EXPECT_EQ(length(-2.6, Unit::DatabaseUnit), -3);
+    EXPECT_EQ(length(0.25, Unit::Micrometer), 250000);
+    EXPECT_EQ(length(2.0, Unit::Point), 705555556);
+    EXPECT_EQ(length(7.4, Unit::Count), 7);
+    EXPECT_EQ(length(7.5, Unit::PerInch), 8);
+}
+
+TEST_F(OptionQueries, IntegerLengthsMultiplyInSixtyFourBits) {
+    const auto length = [](int value, Unit unit) {
+        setOptionInt("ToolPolyWidthValue", value);
+        setOptionUnits("ToolPolyWidthUnits", unit);
+        return dbUnitsFromOptionInt("ToolPolyWidthValue", "ToolPolyWidthUnits", false);
+    };
+    EXPECT_EQ(length(3, Unit::Inch), 3 * dbUnitsPerUnit(Unit::Inch));
+    EXPECT_EQ(length(-2000000000, Unit::Millimeter), -2000000000 * dbUnitsPerUnit(Unit::Millimeter));
+    EXPECT_EQ(length(-17, Unit::Count), -17);
+    EXPECT_EQ(length(17, Unit::PerInch), 17);
+}
+
+TEST_F(OptionQueries, LengthQueriesReadBothOptionsBeforeRejectingTheUnit) {
+    setOptionReal("GbrOutRectAptLimitValue", 2.5);
+    setOptionInt("GbrOutRectAptLimitUnits", 11);
+    setOptionInt("ToolPolyWidthValue", 4);
+    setOptionInt("ToolPolyWidthUnits", -3);
+    clog.reset();
+    expectInvalidUnit([] { dbUnitsFromOptionReal("GbrOutRectAptLimitValue", "GbrOutRectAptLimitUnits", true); });
+    expectInvalidUnit([] { dbUnitsFromOptionInt("ToolPolyWidthValue", "ToolPolyWidthUnits", true); });
+    for (const char* name :
+         {"GbrOutRectAptLimitValue", "GbrOutRectAptLimitUnits", "ToolPolyWidthValue", "ToolPolyWidthUnits"})
+        EXPECT_NE(clog.text().find(name), std::string::npos) << name;
+    EXPECT_EQ(recordedNames(), (std::set<std::string>{"GbrOutRectAptLimitValue", "GbrOutRectAptLimitUnits",
+                                                      "ToolPolyWidthValue", "ToolPolyWidthUnits"}));
+}
+
+TEST_F(OptionQueries, ResolutionByCountPerInchOrLength) {
+    const auto defaults = getResolution(false);
+    EXPECT_EQ(defaults.length, largest);
+    EXPECT_EQ(defaults.stepCount, 32);
+
+    struct Case {
+        int value;
+        Unit unit;
+        std::int64_t length;
+        std::int32_t stepCount;
+    };
+    const Case cases[] = {
+        {-5, Unit::Count, largest, 5},
+        {std::numeric_limits<std::int32_t>::min() + 1, Unit::Count, largest, std::numeric_limits<std::int32_t>::max()},
+        {0, Unit::PerInch, 25400000000, 0},
+        {1000, Unit::PerInch, 25400000, 0},
+        {-1000, Unit::PerInch, 25400000, 0},
+        {3, Unit::PerInch, 8466666666, 0},
+        {5, Unit::DatabaseUnit, 5, 0},
+        {3, Unit::Millimeter, 3000000000, 0},
+        {0, Unit::Micrometer, 1, 0},
+        {-5, Unit::Nanometer, 1, 0},
+    };
+    for (const auto& c : cases) {
+        setOptionInt("ToolArcPrecValue", c.value);
+        setOptionUnits("ToolArcPrecUnits", c.unit);
+        const auto resolution = getResolution(false);
+        EXPECT_EQ(resolution.length, c.length) << c.value << " unit " << static_cast<int>(c.unit);
+        EXPECT_EQ(resolution.stepCount, c.stepCount) << c.value << " unit " << static_cast<int>(c.unit);
+    }
+
+    setOptionInt("ToolArcPrecUnits", 12);
+    expectInvalidUnit([] { getResolution(true); });
+    EXPECT_EQ(recordedNames(), (std::set<std::string>{"ToolArcPrecValue", "ToolArcPrecUnits"}));
+}
+
+TEST_F(OptionQueries, FormatsAreTheirStringOptions) {
+    setOptionString("DvImportFormat", "GDS");
+    setOptionString("DvExportFormat", "CIF");
+    EXPECT_EQ(importFormat(true), "GDS");
+    EXPECT_EQ(exportFormat(false), "CIF");
+    EXPECT_EQ(recordedNames(), std::set<std::string>{"DvImportFormat"});
+}
+
+TEST_F(OptionQueries, ModesMapTheirOptions) {
+    using namespace dv::edit;
+    using namespace dv::geom;
+    for (bool on : {false, true}) {
+        setOptionBoolean("ToolAutoFlatten", on);
+        EXPECT_EQ(getOption<CellHierarchy>(false), on ? CellHierarchy::Flatten : CellHierarchy::Keep);
+        setOptionBoolean("ToolKeepInternalEdges", on);
+        EXPECT_EQ(getOption<EdgePolicy>(false), on ? EdgePolicy::KeepInternalEdges : EdgePolicy::RemoveInternalEdges);
+        setOptionBoolean("ToolEvenOddFill", on);
+        EXPECT_EQ(getOption<FillRule>(false), on ? FillRule::EvenOdd : FillRule::NonZero);
+    }
+    for (int value : {0, 1, 7, -1}) {
+        setOptionInt("ToolShapeFilter", value);
+        EXPECT_EQ(getOption<ShapeFilter>(false), value ? ShapeFilter::FilteredShapes : ShapeFilter::AllShapes);
+        setOptionInt("ToolExtractionHolesMode", value);
+        EXPECT_EQ(getOption<ExtractHolesMode>(false),
+                  value ? ExtractHolesMode::WithHoles : ExtractHolesMode::OutlinesOnly);
+    }
+}
+
+TEST_F(OptionQueries, HolesModeLeavesTheSecondOptionUnreadWithoutLinks) {
+    using dv::geom::HolesMode;
+    setOptionBoolean("ToolHolesModeOmitLink", true);
+    setOptionBoolean("ToolHolesModeLink", false);
+    clog.reset();
+    EXPECT_EQ(getOption<HolesMode>(true), HolesMode::Separate);
+    EXPECT_EQ(clog.text().find("ToolHolesModeOmitLink"), std::string::npos) << clog.text();
+    EXPECT_EQ(recordedNames(), std::set<std::string>{"ToolHolesModeLink"});
+
+    setOptionBoolean("ToolHolesModeLink", true);
+    EXPECT_EQ(getOption<HolesMode>(true), HolesMode::LinkedCutsOmitted);
+    EXPECT_NE(clog.text().find("ToolHolesModeOmitLink = 1"), std::string::npos) << clog.text();
+    EXPECT_EQ(recordedNames(), (std::set<std::string>{"ToolHolesModeLink", "ToolHolesModeOmitLink"}));
+
+    setOptionBoolean("ToolHolesModeOmitLink", false);
+    EXPECT_EQ(getOption<HolesMode>(false), HolesMode::Linked);
+}
+
+}  // namespace
+}  // namespace dv::env
