@@ -24,7 +24,7 @@ const std::map<std::string, Command>& commands() {
         {"options", {dvenv::listOptions, "options                 list every option: table, name, default, value, kind"}},
         {"get", {dvenv::getOption, "get NAME                print the value of one option"}},
         {"set", {dvenv::setOption, "set NAME VALUE          store a value for one option"}},
-        {"version", {dvenv::printVersion, "version                 the tool's version, dotted and with Build, its packed number, and the library's"}},
+        {"version", {dvenv::printVersion, "version                 print the tool's and the library's versions"}},
     };
     return table;
 }

@@ -61,7 +61,8 @@ int visitModule(dl_phdr_info* module, std::size_t, void* data) {
             return 0;
     } else {
         const char* name = module->dlpi_name != nullptr ? module->dlpi_name : "";
-        const std::string_view base = isMain && *name == '\0' ? std::string_view(search.mainBaseName) : baseNameOf(name);
+        const std::string_view base =
+            isMain && *name == '\0' ? std::string_view(search.mainBaseName) : baseNameOf(name);
         if (base != search.baseName)
             return 0;
     }
