@@ -70,4 +70,76 @@ DV_ENV_EXPORT bool testOption(std::string_view name);
 /// `getOption` and notes nothing.
 DV_ENV_EXPORT void recordOption(std::string_view name);
 
+/// Assigns an option from text, the one road from a command line or a command
+/// file to the store. Returns true when the assignment was carried out, false
+/// when the name is unknown (after the warning "Unknown option: NAME" through
+/// fxwarning).
+///
+///     dv::env::setOption("ToolArcPrecValue", "64");    // Integer, 64
+///     dv::env::setOption("toolcropx0", "1.5mm");       // Real, 1.5
+///     dv::env::setOption("q", "");                     // DvExitWhenFinished on
+///     dv::env::setOption("c", "/path/run.cmd");        // reads a command file
+///     dv::env::setOption("DvLoadDefaults", "");        // every option to its default
+///
+/// Names are matched ignoring case; the old names of earlier releases (such as
+/// "DvArcPrecValue") are taken for their current ones. The one-letter short
+/// names ignore case for string options ("I" is "i") and match exactly for
+/// the others. Tables are tried in the order string, boolean, integer, real,
+/// and the registry key is always the option's own spelling.
+///
+/// Values: a string is stored as given. A boolean takes empty, "true" or "yes"
+/// for true and "false" or "no" for false (ignoring case), or a number read as
+/// by sscanf "%d" that must be 0 or 1. An integer takes "true" (1), "false"
+/// (0) or a number read as by "%d"; a real a number read as by "%lf". Leading
+/// white space is skipped and whatever follows the number is ignored ("1.5mm"
+/// is 1.5). A number beyond the 32-bit range is rejected as invalid rather than
+/// wrapped or clamped.
+///
+/// Fatal, through fxerror (the process ends, nothing of the assignment is
+/// stored): "Missing parameter for option: NAME" for an empty value that a
+/// string or boolean option does not take, and "Invalid numeric parameter for
+/// option: NAME" for a value that does not convert. NAME is the current name.
+DV_ENV_EXPORT bool setOption(std::string_view name, std::string_view value);
+
+/// Reads a command file: a "[Dravik]" section of `name=value` lines, each
+/// handed to `setOption`. Always returns true, also for a file that cannot be
+/// opened or an empty path. The path is UTF-8; a relative one is taken against
+/// the working directory.
+///
+///     [Dravik]
+///     DvLoadDefaults=true
+///     ToolArcPrecValue = 64
+///     DvImportFile="  name with blanks.gds"
+///
+/// Only lines under a "[Dravik]" head count (the head in any case, nothing
+/// behind its bracket); another line beginning with "[" ends the section. The
+/// name and the value are trimmed, one pair of surrounding double quotes is
+/// taken off the value, and a line with no "=", no name or an empty value is
+/// dropped without a word. "ToolApply" lines join: the first of a file
+/// replaces the stored list, each later one appends ";" and its value.
+///
+/// A file may read another through "DvCommandFile" or "c". A file that is
+/// already being read further up the chain (the same file, however spelled) is
+/// not read again, and files are not followed deeper than 64 levels; either is
+/// reported through fxwarning, naming the file, and reading goes on.
+DV_ENV_EXPORT bool parseCommandFile(std::string_view path);
+
+/// Applies a program's command line. First puts every transient option back to
+/// its default and tells the options recorder all defaults, then assigns the
+/// arguments from argv[1] on, left to right, through `setOption`:
+///
+///     app -ToolArcPrecValue=64 -i in.gds -o out.cif -q -c more.cmd
+///
+/// "-name=value" or "-name value" (the next argument is the value unless it
+/// begins with "-"), or "-name" alone for an empty value; the short names are
+/// "c" (command file), "i", "o" and "q". Negative numbers need the "=" form.
+/// Repeated "ToolApply" arguments join with ";". An argument that does not
+/// begin with "-" is rejected: with an initialised FOX application a modal
+/// error box titled "Invalid command line option" shows it, otherwise the title
+/// and the text go to standard error; then parsing goes on.
+///
+/// Returns true if any assignment was carried out. The fatal reports of
+/// `setOption` end the process at the argument that caused them.
+DV_ENV_EXPORT bool parseCommandLine(int argc, char** const argv);
+
 }  // namespace dv::env

@@ -1,0 +1,54 @@
+#include <dv/env/Options.h>
+
+#include "CaseBlindName.h"
+#include "OptionTables.h"
+#include "platform/ErrorBox.h"
+
+#include <string>
+
+namespace dv::env {
+
+bool parseCommandLine(int argc, char** const argv) {
+    internal::buildOptionTables();
+    internal::loadDefaults(true);
+    if (argc < 2)
+        return false;
+
+    bool assigned = false;
+    bool toolApplySeen = false;
+    std::string joined;
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view argument = argv[i] != nullptr ? argv[i] : "";
+        if (argument.empty() || argument.front() != '-') {
+            // Shown whole, however long.
+            platform::showErrorBox("Invalid command line option",
+                                   "Invalid option: \"" + std::string(argument) + "\"\n");
+            continue;
+        }
+        std::string_view name;
+        std::string_view value;
+        const std::size_t equals = argument.find('=', 1);
+        if (equals != std::string_view::npos && equals > 1) {
+            name = argument.substr(1, equals - 1);
+            value = argument.substr(equals + 1);
+        } else {
+            name = argument.substr(1);
+            if (i + 1 < argc && argv[i + 1] != nullptr && argv[i + 1][0] != '-')
+                value = argv[++i];
+        }
+        if (internal::CaseBlindName(name).matches("ToolApply")) {
+            if (toolApplySeen) {
+                joined = getOptionString("ToolApply", false);
+                joined += ';';
+                joined += value;
+                value = joined;
+            }
+            toolApplySeen = true;
+        }
+        if (setOption(name, value))
+            assigned = true;
+    }
+    return assigned;
+}
+
+}  // namespace dv::env
