@@ -14,9 +14,14 @@ bool foxDisplayOpen() {
 }
 
 void foxDialog(const std::string& title, const std::string& text) {
+    FXApp* app = FXApp::instance();
+    // A command line is often read between init() and create(); no window can
+    // be made before the application's own resources are.
+    if (app->getRootWindow()->id() == 0)
+        app->create();
     // The application object as owner makes a free-standing dialog; the text
     // goes in as an argument so that a "%" in it stays a character.
-    FXMessageBox::error(FXApp::instance(), MBOX_OK, title.c_str(), "%s", text.c_str());
+    FXMessageBox::error(app, MBOX_OK, title.c_str(), "%s", text.c_str());
 }
 
 void standardError(const std::string& title, const std::string& text) {
