@@ -14,6 +14,7 @@ int listOptions(const Arguments& args);
 int getOption(const Arguments& args);
 int setOption(const Arguments& args);
 int printVersion(const Arguments& args);
+int runApplication(const Arguments& args);
 
 // Exit status for a command used wrongly or given bad input.
 inline constexpr int badInput = 2;

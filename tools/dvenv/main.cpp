@@ -25,6 +25,8 @@ const std::map<std::string, Command>& commands() {
         {"get", {dvenv::getOption, "get NAME                print the value of one option"}},
         {"set", {dvenv::setOption, "set NAME VALUE          store a value for one option"}},
         {"version", {dvenv::printVersion, "version                 print the tool's and the library's versions"}},
+        {"run", {dvenv::runApplication, "run ARGUMENTS...        start like the application: read the command line,\n"
+                                        "                          use every option, print the configuration text"}},
     };
     return table;
 }
