@@ -1,9 +1,14 @@
 #include <dv/env/AppLog.h>
 #include <dv/env/StampLog.h>
 
+#include "AppLogReports.h"
 #include "CrashFilter.h"
+#include "HardwareProbe.h"
 #include "platform/Files.h"
 
+#include <boost/format.hpp>
+
+#include <ctime>
 #include <fstream>
 #include <memory>
 #include <ostream>
@@ -67,5 +72,77 @@ void AppLog::redirectToFile(const char* path) const {
 }
 
 std::string AppLog::getLogPath() { return logPath; }
+
+void AppLog::logAppInfo() const { internal::writeAppInfo(*impl->stream, internal::platform::thisSystem()); }
+
+void AppLog::logOsInfo() const { internal::writeOsInfo(*impl->stream, internal::platform::thisSystem()); }
+
+void AppLog::logHardwareInfo() const {
+    internal::writeHardwareInfo(*impl->stream, internal::platform::systemHardware());
+}
+
+namespace internal {
+
+void writeAppInfo(std::ostream& log, platform::System& system) {
+    std::vector<ModuleRecord> modules;
+    if (!system.listLoadedModules(modules))
+        system.listMappedModules(modules);
+
+    for (const ModuleRecord& module : modules) {
+        log << StampLog(__FILE__, __LINE__) << module.path;
+        // Looked up by base name among the loaded modules, as the version
+        // reader finds them, not by path.
+        if (const auto version = system.moduleFileVersion(module.name))
+            log << boost::format(" %1%.%2%.%3%.%4%") % (*version)[0] % (*version)[1] % (*version)[2] % (*version)[3];
+        log << std::endl;
+    }
+
+    // The date text ends in its own line end, and this one line is left
+    // unflushed: it reaches the file with the next flush.
+    const std::time_t now = system.now();
+    std::tm local{};
+    char date[64];
+    if (::localtime_r(&now, &local) && ::asctime_r(&local, date))
+        log << StampLog(__FILE__, __LINE__) << date;
+}
+
+void writeOsInfo(std::ostream& log, platform::System& system) {
+    if (const auto version = system.systemVersion())
+        log << StampLog(__FILE__, __LINE__) << version->name << ' ' << version->text << std::endl;
+}
+
+void writeHardwareInfo(std::ostream& log, platform::Hardware& hardware) {
+    CpuInfo info;
+    measureProcessors(hardware, info);
+
+    if (info.ready) {
+        // Every processor of the system has its line, also one outside the
+        // process's mask or whose thread did not run: its line ends at the
+        // colon.
+        for (unsigned i = 0; i < info.processorCount; ++i) {
+            log << StampLog(__FILE__, __LINE__) << "CPU#" << i << ":";
+            std::string name;
+            if (cpuName(info, i, name))
+                log << ' ' << name;
+            if (info.tables[i] && info.speeds[i] != 0.0f)
+                log << " [" << info.speeds[i] << "MHz]";
+            log << std::endl;
+        }
+    }
+
+    const auto memory = hardware.memoryStatus();
+    if (!memory)
+        return;
+    // Mebibytes, the fraction kept, in the stream's default format: the
+    // address space of the process runs into the exponent form.
+    constexpr double perMebibyte = 9.5367431640625e-7;
+    const auto mebibytes = [&](std::uint64_t bytes) { return static_cast<double>(bytes) * perMebibyte; };
+    log << StampLog(__FILE__, __LINE__) << "Total Phys RAM: " << mebibytes(memory->totalPhysical) << " MBytes" << std::endl;
+    log << StampLog(__FILE__, __LINE__) << "Avail Phys RAM: " << mebibytes(memory->availablePhysical) << " MBytes" << std::endl;
+    log << StampLog(__FILE__, __LINE__) << "Total Virt RAM: " << mebibytes(memory->totalVirtual) << " MBytes" << std::endl;
+    log << StampLog(__FILE__, __LINE__) << "Avail Virt RAM: " << mebibytes(memory->availableVirtual) << " MBytes" << std::endl;
+}
+
+}  // namespace internal
 
 }  // namespace dv::env

@@ -15,6 +15,7 @@ int getOption(const Arguments& args);
 int setOption(const Arguments& args);
 int printVersion(const Arguments& args);
 int runApplication(const Arguments& args);
+int writeReport(const Arguments& args);
 
 // Exit status for a command used wrongly or given bad input.
 inline constexpr int badInput = 2;

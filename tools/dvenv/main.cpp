@@ -27,6 +27,8 @@ const std::map<std::string, Command>& commands() {
         {"version", {dvenv::printVersion, "version                 print the tool's and the library's versions"}},
         {"run", {dvenv::runApplication, "run ARGUMENTS...        start like the application: read the command line,\n"
                                         "                          use every option, print the configuration text"}},
+        {"report", {dvenv::writeReport, "report [--log FILE]     point the log at FILE (by default ~/.local/state/dravik/dravik.log)\n"
+                                        "                          and write the program, system and hardware reports"}},
     };
     return table;
 }

@@ -8,12 +8,16 @@
 namespace dv::env {
 
 /// The application log: the stream that the library's log lines go to, pointed
-/// at a file.
+/// at a file, and the reports that open that file.
 ///
-/// The host builds one `AppLog` on `std::clog` and points it at the log file:
+/// The host builds one `AppLog` on `std::clog`, points it at the log file and
+/// then asks for the reports:
 ///
 ///     dv::env::AppLog log(std::clog);
 ///     log.redirectToFile("/home/ann/.local/state/dravik/Dravik.log");
+///     log.logAppInfo();       // modules, their versions, the date
+///     log.logOsInfo();        // the operating system's version
+///     log.logHardwareInfo();  // processors, their speeds, memory
 ///
 /// Nothing is locked: redirect and destroy an `AppLog` while no other thread
 /// writes to its stream.
@@ -50,6 +54,34 @@ public:
     ///
     ///     std::string path = dv::env::AppLog::getLogPath();
     static std::string getLogPath();
+
+    /// Writes one line per module (shared object or program) loaded in the
+    /// process: its path and, if the module carries a version resource, its
+    /// file version. Then a line with the local date and time, which ends in
+    /// its own line end and is not flushed:
+    ///
+    ///     AppLog          :212    /opt/dravik/bin/dravik 9.1.3.456
+    ///     AppLog          :212    /lib/x86_64-linux-gnu/libc.so.6
+    ///     AppLog          :226    Mon Mar  4 09:12:45 2024
+    void logAppInfo() const;
+
+    /// Writes one line with the operating system's name and version:
+    ///
+    ///     AppLog          :260    Linux 6.1.0-18-amd64 (Debian GNU/Linux 12 (bookworm))
+    ///
+    /// If the system does not say, nothing is written.
+    void logOsInfo() const;
+
+    /// Measures each processor that the process may run on (up to 32) on a
+    /// short-lived thread pinned to it, then writes one line per processor of
+    /// the system (up to 32) and four lines of memory in MiB:
+    ///
+    ///     AppLog          :301    CPU#0: AMD Ryzen 7 5800X 8-Core Processor [3800.33MHz]
+    ///     AppLog          :315    Total Phys RAM: 15923.4 MBytes
+    ///
+    /// Blocks until all measuring is done; while a processor is measured the
+    /// process runs at realtime priority where it is allowed to.
+    void logHardwareInfo() const;
 
 private:
     struct Impl;

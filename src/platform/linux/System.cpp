@@ -1,0 +1,129 @@
+#include "platform/System.h"
+#include "platform/VersionNote.h"
+
+#include <link.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <set>
+#include <sstream>
+
+namespace dv::env::internal::platform {
+
+namespace {
+
+std::string baseNameOf(const std::string& path) {
+    const auto slash = path.rfind('/');
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+std::string mainProgramPath() {
+    char buffer[4096];
+    const ssize_t length = ::readlink("/proc/self/exe", buffer, sizeof buffer);
+    return length > 0 && static_cast<std::size_t>(length) < sizeof buffer ? std::string(buffer, length) : std::string();
+}
+
+struct LoadedModules {
+    std::vector<ModuleRecord>& list;
+    bool first = true;
+};
+
+int addLoadedModule(dl_phdr_info* module, std::size_t, void* data) {
+    auto& walk = *static_cast<LoadedModules*>(data);
+    std::string path = module->dlpi_name != nullptr ? module->dlpi_name : "";
+    // The loader lists the main program first, with an empty name.
+    if (walk.first && path.empty())
+        path = mainProgramPath();
+    walk.first = false;
+    // The kernel's virtual shared object has a name but no file, and no
+    // directory in its name: it is no module on disk.
+    if (path.find('/') == std::string::npos)
+        return 0;
+    walk.list.push_back({path, baseNameOf(path)});
+    return 0;
+}
+
+// The distribution's own name for itself, e.g. "Debian GNU/Linux 12 (bookworm)".
+std::string distributionName() {
+    for (const char* file : {"/etc/os-release", "/usr/lib/os-release"}) {
+        std::ifstream in(file);
+        for (std::string line; std::getline(in, line);) {
+            if (line.rfind("PRETTY_NAME=", 0) != 0)
+                continue;
+            std::string value = line.substr(12);
+            if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') && value.back() == value.front())
+                value = value.substr(1, value.size() - 2);
+            return value;
+        }
+    }
+    return "";
+}
+
+class LinuxSystem final : public System {
+public:
+    bool listLoadedModules(std::vector<ModuleRecord>& list) override {
+        LoadedModules walk{list};
+        ::dl_iterate_phdr(addLoadedModule, &walk);
+        return !list.empty();
+    }
+
+    bool listMappedModules(std::vector<ModuleRecord>& list) override {
+        std::ifstream maps("/proc/self/maps");
+        if (!maps)
+            return false;
+        list.clear();
+        // A file is mapped several times over; it is a module if one of its
+        // mappings holds code, and it is listed where it is first mapped.
+        std::vector<std::string> order;
+        std::set<std::string> seen, withCode;
+        for (std::string line; std::getline(maps, line);) {
+            std::istringstream fields(line);
+            std::string range, permissions, offset, device, inode;
+            fields >> range >> permissions >> offset >> device >> inode;
+            std::string path;
+            std::getline(fields >> std::ws, path);
+            if (path.empty() || path.front() != '/')
+                continue;
+            if (seen.insert(path).second)
+                order.push_back(path);
+            if (permissions.find('x') != std::string::npos)
+                withCode.insert(path);
+        }
+        for (const auto& path : order)
+            if (withCode.count(path))
+                list.push_back({path, baseNameOf(path)});
+        return !list.empty();
+    }
+
+    std::optional<std::array<std::uint16_t, 4>> moduleFileVersion(const std::string& name) override {
+        if (const auto resource = versionResourceOfLoadedModule(name))
+            return resource->file;
+        return std::nullopt;
+    }
+
+    std::time_t now() override { return std::time(nullptr); }
+
+    // The kernel's name and release as the system gives them, with the
+    // distribution's name behind in parentheses where it has one:
+    // "Linux" and "6.1.0-18-amd64 (Debian GNU/Linux 12 (bookworm))".
+    std::optional<Version> systemVersion() override {
+        utsname system{};
+        if (::uname(&system) != 0)
+            return std::nullopt;
+        Version version{system.sysname, system.release};
+        const std::string distribution = distributionName();
+        if (!distribution.empty())
+            version.text += " (" + distribution + ")";
+        return version;
+    }
+};
+
+}  // namespace
+
+System& thisSystem() {
+    static LinuxSystem system;
+    return system;
+}
+
+}  // namespace dv::env::internal::platform

@@ -1,0 +1,56 @@
+// report: what a support engineer asks for first. Points the log at a file,
+// as the application does at start, and writes the program, system and
+// hardware reports into it.
+
+#include "Commands.h"
+
+#include <dv/env/AppLog.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <system_error>
+
+namespace dvenv {
+
+namespace {
+
+// Where a user's application state lives by the desktop's conventions.
+std::filesystem::path defaultLogPath() {
+    const char* state = std::getenv("XDG_STATE_HOME");
+    const char* home = std::getenv("HOME");
+    std::filesystem::path base = state && *state ? state : std::filesystem::path(home ? home : ".") / ".local/state";
+    return base / "dravik" / "dravik.log";
+}
+
+}  // namespace
+
+int writeReport(const Arguments& args) {
+    std::filesystem::path path;
+    if (args.empty()) {
+        path = defaultLogPath();
+        std::error_code ignored;
+        std::filesystem::create_directories(path.parent_path(), ignored);
+    } else if (args.size() == 2 && args[0] == "--log" && !args[1].empty()) {
+        path = args[1];
+    } else {
+        std::cerr << "dvenv: report takes no arguments or --log FILE\n";
+        return badInput;
+    }
+
+    {
+        dv::env::AppLog log(std::clog);
+        log.redirectToFile(path.c_str());
+        if (!std::clog.good()) {
+            std::cerr << "dvenv: cannot write the log file '" << path.string() << "'\n";
+            return 1;
+        }
+        log.logAppInfo();
+        log.logOsInfo();
+        log.logHardwareInfo();
+    }
+    std::cout << path.string() << '\n';
+    return 0;
+}
+
+}  // namespace dvenv
