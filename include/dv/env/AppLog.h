@@ -60,14 +60,14 @@ public:
     /// file version. Then a line with the local date and time, which ends in
     /// its own line end and is not flushed:
     ///
-    ///     AppLog          :212    /opt/dravik/bin/dravik 9.1.3.456
-    ///     AppLog          :212    /lib/x86_64-linux-gnu/libc.so.6
-    ///     AppLog          :226    Mon Mar  4 09:12:45 2024
+    ///     AppLog          :92     /opt/dravik/bin/dravik 9.1.3.456
+    ///     AppLog          :92     /lib/x86_64-linux-gnu/libc.so.6
+    ///     AppLog          :106    Mon Mar  4 09:12:45 2024
     void logAppInfo() const;
 
     /// Writes one line with the operating system's name and version:
     ///
-    ///     AppLog          :260    Linux 6.1.0-18-amd64 (Debian GNU/Linux 12 (bookworm))
+    ///     AppLog          :111    Linux 6.1.0-18-amd64 (Debian GNU/Linux 12 (bookworm))
     ///
     /// If the system does not say, nothing is written.
     void logOsInfo() const;
@@ -76,8 +76,8 @@ public:
     /// short-lived thread pinned to it, then writes one line per processor of
     /// the system (up to 32) and four lines of memory in MiB:
     ///
-    ///     AppLog          :301    CPU#0: AMD Ryzen 7 5800X 8-Core Processor [3800.33MHz]
-    ///     AppLog          :315    Total Phys RAM: 15923.4 MBytes
+    ///     AppLog          :123    CPU#0: AMD Ryzen 7 5800X 8-Core Processor [3800.33MHz]
+    ///     AppLog          :140    Total Phys RAM: 15923.4 MBytes
     ///
     /// Blocks until all measuring is done; while a processor is measured the
     /// process runs at realtime priority where it is allowed to.
