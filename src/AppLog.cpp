@@ -42,8 +42,8 @@ AppLog::~AppLog() {
         try {
             impl->stream->rdbuf(impl->savedBuffer);
         } catch (...) {
-            // The stream's exception mask may make the state reset throw; the
-            // buffer is back all the same.
+            // Giving the buffer back resets the stream's state, which its
+            // exception mask could turn into a throw; nothing leaves here.
         }
         impl->savedBuffer = nullptr;
     }
