@@ -84,6 +84,21 @@ TEST_F(OptionRegistration, ShortNameServesOnlyTheTextualAccess) {
     EXPECT_NE(getOptionInt("x", false), 12) << "typed reads know no short names";
 }
 
+TEST_F(OptionRegistration, RegisteredRowsMeetAssignmentAndTheCommandLine) {
+    buildOptionTables();
+    registerOptionInt("MeshDensity", 12, "x", true);
+    registerOptionBoolean("DryRun", false, "", false);
+    EXPECT_TRUE(setOption("x", "40"));
+    EXPECT_EQ(getOptionInt("MeshDensity", false), 40);
+
+    setOptionBoolean("DryRun", true);
+    char program[] = "app", density[] = "-meshdensity=41";
+    char* argv[] = {program, density};
+    EXPECT_TRUE(parseCommandLine(2, argv));
+    EXPECT_FALSE(getOptionBoolean("DryRun", false)) << "transient: reset by the command line";
+    EXPECT_EQ(getOptionInt("MeshDensity", false), 41);
+}
+
 TEST_F(OptionRegistration, SecondRowShadowedForReadsButItsDefaultIsRecorded) {
     buildOptionTables();
     registerOptionInt("ToolArcPrecValue", 7, "", true);
