@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds and runs every test: the plain build (with its benchmarks' smoke run),
-# then AddressSanitizer + UBSan, then ThreadSanitizer. GUI tests get a display
-# from Xvfb.
+# then AddressSanitizer + UBSan, then ThreadSanitizer, then the fuzz targets
+# (scripts/fuzz.sh). GUI tests get a display from Xvfb.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/install-deps.sh
@@ -17,3 +17,8 @@ for preset in "${presets[@]}"; do
   [ "$preset" = tsan ] && run=(setarch "$(uname -m)" -R)
   "${run[@]}" xvfb-run -a -s '-screen 0 1280x1024x24' ctest --preset "$preset" -j "$jobs"
 done
+# Then each fuzz target for about a minute (DVENV2_FUZZ_SECONDS=0 skips this).
+if [ "${DVENV2_FUZZ_SECONDS:-60}" != 0 ]; then
+  echo "=== fuzz ==="
+  bash scripts/fuzz.sh
+fi

@@ -1,0 +1,2 @@
+[Dravik]
+DvExitWhenFinished=2

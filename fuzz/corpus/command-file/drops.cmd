@@ -1,0 +1,7 @@
+﻿[Dravik]
+ToolArcPrecValue=
+DvImportFile=""
+DvExportFile="
+=x
+DvLoadDefaults=yes
+ToolCropY0=nan

@@ -1,0 +1,10 @@
+[Dravik]
+ToolApply=a
+c=a.cmd
+toolapply=b
+c=self.cmd
+c=plain.cmd
+c=input.cmd
+c=missing.cmd
+DvCropX0=2
+#x=1

@@ -1,0 +1,3 @@
+[Dravik]
+DvLoadDefaults=true
+ToolArcPrecValue=64
