@@ -3,13 +3,13 @@
 set -euo pipefail
 lib=$1
 exported=$(nm -D --defined-only -C "$lib" | awk '{ $1=""; $2=""; print substr($0, 3) }')
-bad=$(grep -E 'internal|buildOptionTables|OptionIndex|builtin[A-Z]|NameCache|loadDefaults|(int|real|string|bool)Options' <<<"$exported" || true)
+bad=$(grep -E 'internal|buildOptionTables|OptionIndex|builtin[A-Z]|NameCache|loadDefaults|(int|real|string|bool)Options|(int|real|string|bool)Targets' <<<"$exported" || true)
 if [ -n "$bad" ]; then
   echo "internal symbols exported:"; echo "$bad"; exit 1
 fi
 for name in 'dv::env::getOptionInt' 'dv::env::optionsRecorder()' 'writeLog' 'dv::env::OptionsConfigRecorder::record' 'dv::env::AppLog::redirectToFile' \
             'dv::env::programVersion[abi:cxx11](bool)' 'dv::env::programVersionW[abi:cxx11](bool)' \
-            'dv::env::programVersionNumber()'; do
+            'dv::env::programVersionNumber()' 'dv::env::DataTargetString::get' 'dv::env::DataTargetBool::metaClass'; do
   grep -qF "$name" <<<"$exported" || { echo "missing export: $name"; exit 1; }
 done
 # The mode query is exported for exactly its six enumerations.

@@ -1,0 +1,86 @@
+#pragma once
+
+// A FOX application with a real display, for tests that drive real widgets.
+
+#include <fx.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace dv::env::test {
+
+// Opens the display named by DISPLAY (the test command runs under xvfb-run),
+// with an empty registry so that every option starts at its default, and a
+// main window for the widgets. Skips the test where there is no display.
+class GuiApp : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (std::getenv("DISPLAY") == nullptr)
+            GTEST_SKIP() << "no X display: run under xvfb-run";
+        app = std::make_unique<FXApp>("DravikTest", "DravikTest");
+        int argc = 1;
+        char name[] = "dvenv2-test";
+        char* argv[] = {name, nullptr};
+        app->init(argc, argv);
+        app->reg().clear();
+        window = new FXMainWindow(app.get(), "dvenv2 test", nullptr, nullptr, DECOR_ALL, 0, 0, 480, 360);
+        box = new FXVerticalFrame(window, LAYOUT_FILL_X | LAYOUT_FILL_Y);
+    }
+
+    // Creates the widgets on the display; the window is shown only where the
+    // test needs real input.
+    void create() { app->create(); }
+
+    // Runs the event loop until `done` holds; false if it never did.
+    bool runUntil(const std::function<bool()>& done, std::chrono::seconds limit = std::chrono::seconds(10)) {
+        const auto deadline = std::chrono::steady_clock::now() + limit;
+        while (!done()) {
+            if (std::chrono::steady_clock::now() > deadline)
+                return false;
+            app->runWhileEvents();
+            app->refresh();
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return true;
+    }
+
+    std::unique_ptr<FXApp> app;
+    FXMainWindow* window = nullptr;
+    FXVerticalFrame* box = nullptr;
+};
+
+// A host object that notes every message a data target sends it, and may
+// refuse SEL_VERIFY.
+class HostTarget : public FXObject {
+public:
+    struct Message {
+        FXuint type;
+        FXushort id;
+        FXObject* sender;
+        std::string name;
+    };
+
+    long handle(FXObject* sender, FXSelector sel, void* ptr) override {
+        messages.push_back({FXSELTYPE(sel), FXSELID(sel), sender, ptr ? static_cast<const char*>(ptr) : ""});
+        return FXSELTYPE(sel) == SEL_VERIFY && refuse ? 1 : 0;
+    }
+
+    int count(FXuint type) const {
+        int n = 0;
+        for (const auto& message : messages)
+            n += message.type == type ? 1 : 0;
+        return n;
+    }
+
+    std::vector<Message> messages;
+    bool refuse = false;
+};
+
+}  // namespace dv::env::test
