@@ -29,6 +29,7 @@ const std::map<std::string, Command>& commands() {
                                         "                          use every option, print the configuration text"}},
         {"report", {dvenv::writeReport, "report [--log FILE]     point the log at FILE (by default ~/.local/state/dravik/dravik.log)\n"
                                         "                          and write the program, system and hardware reports"}},
+        {"dialog", {dvenv::openDialog, "dialog                  open an options dialog bound to options (needs X)"}},
     };
     return table;
 }
