@@ -8,30 +8,14 @@
 
 #include <gtest/gtest.h>
 
-#include <spawn.h>
-#include <sys/wait.h>
-
+#include <cstdlib>
 #include <string>
-#include <vector>
-
-extern char** environ;
 
 namespace dv::env {
 namespace {
 
 // Runs xdotool to its end; the events it makes wait in our queue.
-void xdotool(std::vector<std::string> args) {
-    args.insert(args.begin(), "xdotool");
-    std::vector<char*> argv;
-    for (auto& arg : args)
-        argv.push_back(arg.data());
-    argv.push_back(nullptr);
-    pid_t pid = 0;
-    ASSERT_EQ(posix_spawnp(&pid, "xdotool", nullptr, nullptr, argv.data(), environ), 0) << "xdotool is missing";
-    int status = 0;
-    ASSERT_EQ(waitpid(pid, &status, 0), pid);
-    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "xdotool failed: " << args[1];
-}
+void xdotool(const std::string& args) { ASSERT_EQ(std::system(("xdotool " + args).c_str()), 0) << args; }
 
 class DataTargetInput : public test::GuiApp {
 protected:
@@ -40,7 +24,7 @@ protected:
         FXint x = 0;
         FXint y = 0;
         widget->translateCoordinatesTo(x, y, app->getRootWindow(), widget->getWidth() / 2, widget->getHeight() / 2);
-        xdotool({"mousemove", "--sync", std::to_string(x), std::to_string(y), "click", "1"});
+        xdotool("mousemove --sync " + std::to_string(x) + " " + std::to_string(y) + " click 1");
     }
 };
 
@@ -49,7 +33,7 @@ TEST_F(DataTargetInput, ClicksAndTypingReachTheOptionsAndOptionsReachTheWidgets)
                                     DataTarget::ID_VALUE);
     auto* field = new FXTextField(box, 24, DataTargetString::get("DvTopCellPattern", nullptr, 0),
                                   DataTarget::ID_VALUE);
-    create();
+    app->create();
     window->show(PLACEMENT_DEFAULT);
     window->raise();
     app->flush(true);
@@ -60,10 +44,10 @@ TEST_F(DataTargetInput, ClicksAndTypingReachTheOptionsAndOptionsReachTheWidgets)
 
     // Typed text stays in the field until Enter commits it.
     click(field);
-    xdotool({"type", "--delay", "20", "top42"});
+    xdotool("type --delay 20 top42");
     ASSERT_TRUE(runUntil([&] { return field->getText() == "top42"; }));
     EXPECT_EQ(getOptionString("DvTopCellPattern", false), "");
-    xdotool({"key", "Return"});
+    xdotool("key Return");
     ASSERT_TRUE(runUntil([] { return getOptionString("DvTopCellPattern", false) == "top42"; }));
 
     // Changed behind the dialog's back: the next GUI update shows it.

@@ -1,6 +1,6 @@
 #pragma once
 
-// A FOX application with a real display, for tests that drive real widgets.
+// A FOX application on a real display, for tests that drive real widgets.
 
 #include <fx.h>
 
@@ -16,9 +16,8 @@
 
 namespace dv::env::test {
 
-// Opens the display named by DISPLAY (the test command runs under xvfb-run),
-// with an empty registry so that every option starts at its default, and a
-// main window for the widgets. Skips the test where there is no display.
+// Opens the display of DISPLAY (xvfb-run's) with an empty registry, so options
+// start at their defaults, and a main window for widgets. Skips without a display.
 class GuiApp : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -34,13 +33,9 @@ protected:
         box = new FXVerticalFrame(window, LAYOUT_FILL_X | LAYOUT_FILL_Y);
     }
 
-    // Creates the widgets on the display; the window is shown only where the
-    // test needs real input.
-    void create() { app->create(); }
-
-    // Runs the event loop until `done` holds; false if it never did.
-    bool runUntil(const std::function<bool()>& done, std::chrono::seconds limit = std::chrono::seconds(10)) {
-        const auto deadline = std::chrono::steady_clock::now() + limit;
+    // Runs the event loop, with GUI updates, until `done` holds; false if it never did.
+    bool runUntil(const std::function<bool()>& done) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
         while (!done()) {
             if (std::chrono::steady_clock::now() > deadline)
                 return false;
@@ -56,30 +51,27 @@ protected:
     FXVerticalFrame* box = nullptr;
 };
 
-// A host object that notes every message a data target sends it, and may
-// refuse SEL_VERIFY.
+// A host object that notes what data targets tell it, and may refuse SEL_VERIFY.
 class HostTarget : public FXObject {
 public:
+    long handle(FXObject* sender, FXSelector sel, void* ptr) override {
+        told.push_back({FXSELTYPE(sel), FXSELID(sel), sender, ptr ? static_cast<const char*>(ptr) : ""});
+        return FXSELTYPE(sel) == SEL_VERIFY && refuse ? 1 : 0;
+    }
+    int count(FXuint type) const {
+        int n = 0;
+        for (const auto& message : told)
+            n += message.type == type ? 1 : 0;
+        return n;
+    }
+
     struct Message {
         FXuint type;
         FXushort id;
         FXObject* sender;
         std::string name;
     };
-
-    long handle(FXObject* sender, FXSelector sel, void* ptr) override {
-        messages.push_back({FXSELTYPE(sel), FXSELID(sel), sender, ptr ? static_cast<const char*>(ptr) : ""});
-        return FXSELTYPE(sel) == SEL_VERIFY && refuse ? 1 : 0;
-    }
-
-    int count(FXuint type) const {
-        int n = 0;
-        for (const auto& message : messages)
-            n += message.type == type ? 1 : 0;
-        return n;
-    }
-
-    std::vector<Message> messages;
+    std::vector<Message> told;
     bool refuse = false;
 };
 
