@@ -6,6 +6,7 @@
 #include <dv/env/ConfigRecorder.h>
 #include <dv/env/ConfigSerializer.h>
 #include <dv/env/DataTarget.h>
+#include <dv/env/Event.h>
 #include <dv/env/Export.h>
 #include <dv/env/OptionQueries.h>
 #include <dv/env/OptionRegistration.h>
