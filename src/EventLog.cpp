@@ -2,6 +2,7 @@
 
 #include <dv/notelib/MessageFormatStream.h>
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -68,8 +69,7 @@ int EventLog::addLog(const notelib::MessageFormatStream& stream) {
         }
         event = fresh.release();
     }
-    if (event->severity() > highestSeverity_)
-        highestSeverity_ = event->severity();
+    highestSeverity_ = std::max(highestSeverity_, event->severity());
     return event->count();
 }
 

@@ -32,8 +32,6 @@ MessageFormatStream& MessageFormatStream::operator=(const MessageFormatStream& o
 MessageFormatStream& MessageFormatStream::operator=(MessageFormatStream&& other) = default;
 MessageFormatStream::~MessageFormatStream() = default;
 
-unsigned int MessageFormatStream::messageId() const { return id_; }
-
 std::string MessageFormatStream::toString() const { return format_.str(); }
 
 }  // namespace dv::notelib

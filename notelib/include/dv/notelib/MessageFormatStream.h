@@ -45,7 +45,7 @@ public:
     }
 
     /// The identifier given at construction.
-    unsigned int messageId() const;
+    unsigned int messageId() const { return id_; }
     /// The text with its arguments filled in, as a new string at each call.
     std::string toString() const;
 
