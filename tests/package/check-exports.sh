@@ -9,7 +9,8 @@ if [ -n "$bad" ]; then
 fi
 for name in 'dv::env::getOptionInt' 'dv::env::optionsRecorder()' 'writeLog' 'dv::env::OptionsConfigRecorder::record' 'dv::env::AppLog::redirectToFile' \
             'dv::env::programVersion[abi:cxx11](bool)' 'dv::env::programVersionW[abi:cxx11](bool)' \
-            'dv::env::programVersionNumber()' 'dv::env::DataTargetString::get' 'dv::env::DataTargetBool::metaClass'; do
+            'dv::env::programVersionNumber()' 'dv::env::DataTargetString::get' 'dv::env::DataTargetBool::metaClass' \
+            'dv::env::EventLog::addLog' 'dv::env::Event::Event(dv::env::Event&&)'; do
   grep -qF "$name" <<<"$exported" || { echo "missing export: $name"; exit 1; }
 done
 # The mode query is exported for exactly its six enumerations.

@@ -17,6 +17,7 @@ int printVersion(const Arguments& args);
 int runApplication(const Arguments& args);
 int writeReport(const Arguments& args);
 int openDialog(const Arguments& args);
+int foldEvents(const Arguments& args);
 
 // Exit status for a command used wrongly or given bad input.
 inline constexpr int badInput = 2;

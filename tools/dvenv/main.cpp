@@ -30,6 +30,7 @@ const std::map<std::string, Command>& commands() {
         {"report", {dvenv::writeReport, "report [--log FILE]     point the log at FILE (by default ~/.local/state/dravik/dravik.log)\n"
                                         "                          and write the program, system and hardware reports"}},
         {"dialog", {dvenv::openDialog, "dialog                  open an options dialog bound to options (needs X)"}},
+        {"events", {dvenv::foldEvents, "events FILE             fold a file of messages into an event log and print it"}},
     };
     return table;
 }

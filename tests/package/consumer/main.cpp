@@ -1,5 +1,6 @@
 // Builds against the installed package only.
 #include <dv/env.h>
+#include <dv/notelib/MessageFormatStream.h>
 
 #include <fx.h>
 
@@ -13,6 +14,11 @@ int main() {
     if (dv::env::getOptionInt("ToolArcPrecValue", true) != 64)
         return 1;
     if (dv::env::programVersion(false) != "1.2.3 Build 4")
+        return 1;
+    dv::env::EventLog log;
+    log.addLog(dv::notelib::MessageFormatStream(0x8000007eu, "Open polygon\ncell %1%\n") << "TOP");
+    if (log.addLog(dv::notelib::MessageFormatStream(0x8000007eu, "Open polygon\ncell %1%\n") << "SUB") != 2 ||
+        log.highestSeverity() != dv::env::Event::Severity::Warning)
         return 1;
     std::cout << "consumer ok" << std::endl;
     return 0;
