@@ -75,15 +75,9 @@ TEST(Event, AddTakesOnlyNewNonEmptySecondLinesOfItsOwnIdentifier) {
     EXPECT_EQ(event.contexts(), (Contexts{"first", "FIRST", "second"}));
     EXPECT_STREQ(event.summary(), "Sum");
     EXPECT_STREQ(event.message(), "Details\n");
-    EXPECT_EQ(clog.text(), "Event           :56     Event: 0000007e: Sum / second\n");
-}
-
-TEST(Event, LogLineLeavesTheStreamAsTheStampDoes) {
-    Event event(note(0xC0FFEEu, "Sum\nfirst\n"));
-    test::ClogCapture clog;
-    event.add(note(0xC0FFEEu, "Sum\nsecond\n"));
+    // The stream is left as the stamp leaves it: decimal, blank fill, left.
     std::clog << 255 << '|' << std::setw(4) << 7 << '|' << std::endl;
-    EXPECT_EQ(clog.text(), logLine(0xC0FFEEu, "Sum", "second") + "255|7   |\n");
+    EXPECT_EQ(clog.text(), "Event           :56     Event: 0000007e: Sum / second\n255|7   |\n");
 }
 
 TEST(Event, HoldsAtMostTwentyContextsAndLogsAllButTheFirst) {
@@ -105,14 +99,12 @@ TEST(Event, HoldsAtMostTwentyContextsAndLogsAllButTheFirst) {
 }
 
 TEST(Event, SeverityComesFromTheTopTwoBitsOnly) {
-    for (unsigned int low : {0u, 1u, 0x3FFFFFFFu, 0x12345678u & 0x3FFFFFFFu}) {
-        SCOPED_TRACE(low);
+    for (unsigned int low : {0u, 0x3FFFFFFFu, 0x12345678u}) {
         EXPECT_EQ(Event(note(low, "")).severity(), Event::Severity::Success);
         EXPECT_EQ(Event(note(low | 0x40000000u, "")).severity(), Event::Severity::Informational);
         EXPECT_EQ(Event(note(low | 0x80000000u, "")).severity(), Event::Severity::Warning);
         EXPECT_EQ(Event(note(low | 0xC0000000u, "")).severity(), Event::Severity::Error);
     }
-    EXPECT_EQ(static_cast<int>(Event::Severity::Error), 3);
 }
 
 TEST(Event, CopiesAreIndependentAndMovesEmptyTheSource) {
@@ -121,36 +113,23 @@ TEST(Event, CopiesAreIndependentAndMovesEmptyTheSource) {
     Event copy(original);
     copy.add(note(9, "Sum\nsecond\n"));
     EXPECT_EQ(original.contexts(), Contexts{"first"});
-    original.add(note(9, "Sum\nsecond\n"));  // still new to the original
-    EXPECT_EQ(original.count(), 2);
+    Event target(note(2, "T\nt\n"));
+    target = copy;
+    target = *&target;
+    EXPECT_EQ(target.contexts(), (Contexts{"first", "second"}));
 
-    Event assigned(note(1, "Else\n"));
-    assigned = copy;
-    EXPECT_EQ(assigned.id(), 9u);
-    EXPECT_EQ(assigned.contexts(), copy.contexts());
-    assigned = *&assigned;
-    EXPECT_EQ(assigned.count(), 2);
-    EXPECT_STREQ(assigned.message(), "Details\n");
-
-    Event moved(std::move(copy));
-    EXPECT_EQ(moved.count(), 2);
-    EXPECT_STREQ(moved.summary(), "Sum");
+    target = std::move(copy);
+    target = std::move(target);
+    EXPECT_EQ(target.id(), 9u);
+    EXPECT_STREQ(target.message(), "Details\n");
     EXPECT_EQ(copy.id(), 9u);
     EXPECT_STREQ(copy.summary(), "");
     EXPECT_STREQ(copy.message(), "");
-    EXPECT_EQ(copy.count(), 0);
-    // The moved-from event forgot its contexts too, so one comes in again.
-    copy.add(note(9, "Sum\nfirst\n"));
-    EXPECT_EQ(copy.contexts(), Contexts{"first"});
-
-    Event target(note(2, "T\nt\n"));
-    target = std::move(moved);
-    EXPECT_EQ(target.id(), 9u);
-    EXPECT_EQ(target.count(), 2);
-    EXPECT_EQ(moved.id(), 9u);
-    EXPECT_EQ(moved.count(), 0);
-    target = std::move(target);
-    EXPECT_EQ(target.count(), 2);
+    copy.add(note(9, "Sum\nfirst\n"));  // its seen contexts went too
+    EXPECT_EQ(copy.count(), 1);
+    const Event moved(std::move(target));
+    EXPECT_EQ(moved.count(), 2);
+    EXPECT_EQ(target.count(), 0);
 }
 
 TEST(EventLog, AddLogAnswersTheContextCountOfItsEvent) {
@@ -179,21 +158,17 @@ TEST(EventLog, KeepsOneEntryPerIdentifierInOrderOfFirstAppearance) {
     log.addLog(note(c, "C\n"));
     log.addLog(note(a | 0x80000000u, "A warning\n"));
     ASSERT_EQ(log.entryCount(), 4);
-    std::vector<unsigned int> ids;
-    for (const Event* event : log.entries())
-        ids.push_back(event->id());
-    EXPECT_EQ(ids, (std::vector<unsigned int>{a, b, c, a | 0x80000000u}));
-    EXPECT_EQ(log.entries().front(), first);
+    EXPECT_EQ(log.entries()[0], first);
+    EXPECT_EQ(log.entries()[1]->id(), b);
+    EXPECT_EQ(log.entries()[2]->id(), c);
+    EXPECT_EQ(log.entries()[3]->id(), a | 0x80000000u);
     EXPECT_EQ(first->count(), 2);
 }
 
 TEST(EventLog, HighestSeverityOnlyRisesAndIsIndependentOfFatal) {
     EventLog log;
-    EXPECT_EQ(log.highestSeverity(), Event::Severity::Success);
     log.addLog(note(0x1, "ok\n"));
-    log.addLog(note(0x2, "ok too\n"));
     EXPECT_EQ(log.highestSeverity(), EventLog().highestSeverity());
-
     log.addLog(note(0x80000001u, "warning\n"));
     log.addLog(note(0xC0000001u, "error\n"));
     log.addLog(note(0x00000003u, "success\n"));
@@ -204,29 +179,22 @@ TEST(EventLog, HighestSeverityOnlyRisesAndIsIndependentOfFatal) {
     fatal.setFatal();
     EXPECT_TRUE(fatal.isFatal());
     EXPECT_EQ(fatal.highestSeverity(), Event::Severity::Success);
-    EXPECT_EQ(fatal.entryCount(), 0);
 }
 
 TEST(EventLog, ClearLogStartsAfreshAndResetsTheFatalFlag) {
     test::ClogCapture clog;
     EventLog log;
-    log.clearLog();
-    log.clearLog();
-    EXPECT_EQ(log.entryCount(), 0);
-
     log.addLog(note(0xC0000007u, "Old\nold context\n"));
     log.addLog(note(0xC0000007u, "Old\nsecond\n"));
     log.setFatal();
     log.clearLog();
-    EXPECT_EQ(log.entryCount(), 0);
+    log.clearLog();
     EXPECT_TRUE(log.entries().empty());
     EXPECT_EQ(log.highestSeverity(), Event::Severity::Success);
     EXPECT_FALSE(log.isFatal());
 
     EXPECT_EQ(log.addLog(note(0xC0000007u, "New\nnew context\n")), 1);
-    ASSERT_EQ(log.entryCount(), 1);
-    EXPECT_STREQ(log.entries().front()->summary(), "New");
-    EXPECT_EQ(log.entries().front()->contexts(), Contexts{"new context"});
+    EXPECT_STREQ(log.entries().at(0)->summary(), "New");
 }
 
 // Each log owns its own events: under AddressSanitizer a double delete or a
@@ -237,13 +205,10 @@ TEST(EventLog, CopiesOwnTheirEvents) {
     original->addLog(note(0x80000001u, "A\na1\n"));
     original->addLog(note(2, "B\n"));
     original->setFatal();
-
     EventLog copy(*original);
     EventLog assigned;
     assigned.addLog(note(3, "Dropped\n"));
     assigned = *original;
-    original->addLog(note(0x80000001u, "A\na2\n"));
-    EXPECT_NE(copy.entries().front(), original->entries().front());
     original.reset();
 
     for (const EventLog* log : {&copy, &assigned}) {
@@ -252,17 +217,10 @@ TEST(EventLog, CopiesOwnTheirEvents) {
         EXPECT_EQ(log->highestSeverity(), Event::Severity::Warning);
         EXPECT_TRUE(log->isFatal());
     }
-    // The copy's index leads to its own events.
-    EXPECT_EQ(copy.addLog(note(0x80000001u, "A\na2\n")), 2);
-    EXPECT_EQ(copy.entryCount(), 2);
-
-    EventLog moved(std::move(copy));
-    EXPECT_EQ(moved.entryCount(), 2);
-    EXPECT_EQ(copy.entryCount(), 0);
-    EXPECT_EQ(copy.addLog(note(0x80000001u, "A\na1\n")), 1);  // the moved-from log is usable
-    assigned = std::move(moved);
+    EXPECT_EQ(copy.addLog(note(0x80000001u, "A\na2\n")), 2);  // through the copy's own index
+    assigned = std::move(copy);
     EXPECT_EQ(assigned.entries().front()->count(), 2);
-    EXPECT_EQ(moved.entryCount(), 0);
+    EXPECT_EQ(copy.addLog(note(2, "B\n")), 0);  // a moved-from log is empty and usable
 }
 
 }  // namespace
