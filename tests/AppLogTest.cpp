@@ -1,22 +1,18 @@
 #include <dv/env/AppLog.h>
-#include <dv/env/StampLog.h>
-#include <dv/env/VersionResource.h>
 
 #include "AppLogReports.h"
+#include "support/TempDir.h"
 
 #include <gtest/gtest.h>
 
 #include <stdlib.h>
-#include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
 #include <sstream>
-
-// This test program carries a version resource, as the application does.
-DV_VERSION_RESOURCE(7, 0, 12, 3, 9, 9, 9, 9);
 
 namespace dv::env {
 namespace {
@@ -25,70 +21,41 @@ namespace fs = std::filesystem;
 
 const std::string separator = std::string(47, '-') + "\n";
 
-class AppLogFile : public ::testing::Test {
-protected:
-    void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "dvenv2-applog-XXXXXX").string();
-        ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-        dir = pattern;
-    }
-    void TearDown() override { fs::remove_all(dir); }
-    std::string path(const char* name) const { return (dir / name).string(); }
-    static std::string read(const std::string& file) {
-        std::ifstream in(file, std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    }
-
-    fs::path dir;
-    std::ostringstream before;  // the stream's own buffer before any redirection
-    std::ostream stream{before.rdbuf()};
-};
-
-TEST_F(AppLogFile, EachRunAppendsOneSeparatorAndItsLines) {
-    EXPECT_EQ(AppLog::getLogPath(), "");
-    for (const char* text : {"first", "second"}) {
-        AppLog log(stream);
-        log.redirectToFile(path("runs.log").c_str());
-        stream << StampLog("src/Host.cpp", 3) << text << std::endl;
-    }
-    EXPECT_EQ(read(path("runs.log")),
-              separator + "Host            :3      first\n" + separator + "Host            :3      second\n");
-    EXPECT_EQ(before.str(), "");
+std::string read(const std::string& file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-TEST_F(AppLogFile, AppendsBelowFiveMebibytesEmptiesAtFiveAndRestoresTheFirstBufferAtTheEnd) {
-    const std::string small = path("small.log"), large = path("large.log");
-    std::ofstream(small).put('x');
-    std::ofstream(large).put('x');
+TEST(AppLogFile, AppendsBelowFiveMebibytesEmptiesAtFiveDropsWhatItCannotOpenAndGivesTheBufferBack) {
+    const test::TempDir dir;
+    std::ostringstream before;  // the stream's own buffer before any redirection
+    std::ostream stream(before.rdbuf());
+    const std::string small = dir.write("small.log", ""), large = dir.write("large.log", "");
+    const std::string missing = dir.path("no/such/../dir/x.log");
     fs::resize_file(small, 5242879);
     fs::resize_file(large, 5242880);
+    EXPECT_EQ(AppLog::getLogPath(), "");
     {
         AppLog log(stream);
         log.redirectToFile(small.c_str());
         stream << "to small" << std::endl;
         log.redirectToFile(large.c_str());
-        stream << "to large" << std::endl;
+        stream << "first" << std::endl;
     }
-    stream << "after";
     EXPECT_EQ(fs::file_size(small), 5242879 + separator.size() + 9);
-    EXPECT_EQ(read(large), separator + "to large\n");
-    EXPECT_EQ(before.str(), "after");
-}
-
-TEST_F(AppLogFile, UnopenableFileDropsLinesSilentlyAndKeepsThePathAsGiven) {
-    const std::string missing = path("no/such/../dir/x.log");
     {
         AppLog log(stream);
-        log.redirectToFile("");
-        EXPECT_EQ(AppLog::getLogPath(), "");
+        log.redirectToFile(large.c_str());
+        stream << "second" << std::endl;
         log.redirectToFile(missing.c_str());
-        stream << "lost" << std::endl;
+        stream << "lost" << std::endl;  // silently
         EXPECT_FALSE(stream.good());
     }
     EXPECT_TRUE(stream.good());
-    stream << "kept";
-    EXPECT_EQ(before.str(), "kept");
-    EXPECT_EQ(AppLog::getLogPath(), missing);
+    stream << "after";
+    EXPECT_EQ(read(large), separator + "first\n" + separator + "second\n");
+    EXPECT_EQ(before.str(), "after");
+    EXPECT_EQ(AppLog::getLogPath(), missing);  // as given
 }
 
 // The lines of a report, each checked for the stamp of AppLog and cut behind it.
@@ -126,47 +93,40 @@ public:
     int mappedCalls = 0;
 };
 
-// Counts the flushes that reach the buffer.
-struct FlushCounter : std::stringbuf {
-    int flushes = 0;
-    int sync() override { return ++flushes, std::stringbuf::sync(); }
-};
-
 class SystemReport : public ::testing::Test {
 protected:
     void SetUp() override { ::setenv("TZ", "UTC", 1), ::tzset(); }
+    // The module lines and the date line; notes the flushes that reach the buffer.
     std::vector<std::string> appInfo() {
-        std::ostringstream out;
+        struct FlushCounter : std::stringbuf {
+            int sync() override { return ++flushes, std::stringbuf::sync(); }
+            int flushes = 0;
+        } buffer;
+        std::ostream out(&buffer);
         internal::writeAppInfo(out, system);
-        return reportLines(out.str());
+        flushes = buffer.flushes;
+        return reportLines(buffer.str());
     }
     FakeSystem system;
+    int flushes = 0;
     const std::string date = "Mon Mar  4 09:12:45 2024";
 };
 
-TEST_F(SystemReport, ListsModulesWithVersionsByBaseNameThenTheDate) {
+TEST_F(SystemReport, ListsModulesWithVersionsByBaseNameByEitherRoadThenTheDateUnflushed) {
     system.loaded = {{"/opt/dravik/bin/dravik", "dravik"}, {"/opt/lib/libgeom.so.9", "libgeom.so.9"}, {"/lib/libc.so.6", "libc.so.6"}};
     system.versions = {{"dravik", {9, 1, 3, 456}}, {"libgeom.so.9", {10, 0, 0, 7}}, {"/lib/libc.so.6", {1, 1, 1, 1}}};
     EXPECT_EQ(appInfo(), (std::vector<std::string>{"/opt/dravik/bin/dravik 9.1.3.456", "/opt/lib/libgeom.so.9 10.0.0.7",
                                                    "/lib/libc.so.6", date}));
+    EXPECT_EQ(flushes, 3);  // the date line waits for the next flush
     EXPECT_EQ(system.mappedCalls, 0);
-}
 
-TEST_F(SystemReport, TakesTheSecondRoadOnlyWhenTheFirstFindsNothing) {
+    // The second road is taken only when the first finds nothing.
+    system.loaded.clear();
     system.mapped = {{"/usr/bin/host", "host"}};
     EXPECT_EQ(appInfo(), (std::vector<std::string>{"/usr/bin/host", date}));
     system.mapped.clear();
     EXPECT_EQ(appInfo(), (std::vector<std::string>{date}));
     EXPECT_EQ(system.mappedCalls, 2);
-}
-
-TEST_F(SystemReport, DateLineEndsOnceAndIsTheOneLineNotFlushed) {
-    system.loaded = {{"/a/one", "one"}, {"/a/two", "two"}};
-    FlushCounter buffer;
-    std::ostream out(&buffer);
-    internal::writeAppInfo(out, system);
-    EXPECT_EQ(buffer.flushes, 2);
-    EXPECT_EQ(buffer.str().substr(buffer.str().size() - date.size() - 2), " " + date + "\n");
 }
 
 TEST_F(SystemReport, OsLineIsTheSystemsNameAndVersionOrNothing) {
@@ -178,29 +138,19 @@ TEST_F(SystemReport, OsLineIsTheSystemsNameAndVersionOrNothing) {
     EXPECT_EQ(reportLines(out.str()), std::vector<std::string>{"Linux 6.1.0-18-amd64 (Debian GNU/Linux 12 (bookworm))"});
 }
 
-TEST(SystemReportOnThisSystem, ListsThisProgramFirstWithItsVersionByEitherRoad) {
-    char exe[4096];
-    const ssize_t length = ::readlink("/proc/self/exe", exe, sizeof exe);
-    ASSERT_GT(length, 0);
-    std::ostringstream out;
-    AppLog(out).logAppInfo();
-    const auto lines = reportLines(out.str());
-    ASSERT_GE(lines.size(), 3u);
-    EXPECT_EQ(lines.front(), std::string(exe, length) + " 7.0.12.3");
-    EXPECT_EQ(lines.back().size(), 24u);  // the date's fixed form
-
-    // The mapped files give the program first too, and every module the
-    // loader lists (with code of its own) among them.
+// Both roads list this program first, and the mapped files hold every module
+// the loader lists (with code of its own).
+TEST(SystemReportOnThisSystem, BothRoadsListThisProgramFirst) {
+    const std::string exe = fs::read_symlink("/proc/self/exe");
     std::vector<internal::ModuleRecord> loaded, mapped{{"stale", "stale"}};
     auto& system = internal::platform::thisSystem();
     ASSERT_TRUE(system.listLoadedModules(loaded) && system.listMappedModules(mapped));
-    EXPECT_EQ(mapped.front().path, std::string(exe, length));
-    for (const auto& module : loaded) {
-        bool found = false;
-        for (const auto& other : mapped)
-            found = found || fs::equivalent(module.path, other.path);
-        EXPECT_TRUE(found) << module.path;
-    }
+    EXPECT_EQ(loaded.front().path, exe);
+    EXPECT_EQ(mapped.front().path, exe);
+    for (const auto& module : loaded)
+        EXPECT_TRUE(std::any_of(mapped.begin(), mapped.end(),
+                                [&](const auto& other) { return fs::equivalent(module.path, other.path); }))
+            << module.path;
 }
 
 }  // namespace

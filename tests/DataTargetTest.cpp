@@ -6,15 +6,16 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace dv::env {
 namespace {
 
-using test::HostTarget;
 using DataTargetWidgets = test::GuiApp;
 
 // Sends what the widget itself sends its target.
@@ -24,6 +25,25 @@ long send(FXWindow* widget, FXuint type, void* ptr = nullptr) {
 long command(FXWindow* widget, void* ptr = nullptr) { return send(widget, SEL_COMMAND, ptr); }
 void update(FXWindow* widget) { send(widget, SEL_UPDATE); }
 void* data(std::intptr_t value) { return reinterpret_cast<void*>(value); }
+
+// The host's object: notes what data targets tell it, and may refuse SEL_VERIFY.
+struct Host : FXObject {
+    struct Message {
+        FXuint type;
+        FXushort id;
+        FXObject* sender;
+        std::string name;
+    };
+    long handle(FXObject* sender, FXSelector sel, void* ptr) override {
+        told.push_back({FXSELTYPE(sel), FXSELID(sel), sender, ptr ? static_cast<const char*>(ptr) : ""});
+        return FXSELTYPE(sel) == SEL_VERIFY && refuse ? 1 : 0;
+    }
+    long count(FXuint type) const {
+        return std::count_if(told.begin(), told.end(), [&](const Message& message) { return message.type == type; });
+    }
+    std::vector<Message> told;
+    bool refuse = false;
+};
 
 // This FOX's menu command keeps no state; this one reports one. Without a
 // metaclass of its own it is, to FOX, exactly an FXMenuCommand.
@@ -66,16 +86,15 @@ TEST(DataTargetObjects, FollowFoxObjectModel) {
         ASSERT_NE(meta, nullptr) << name;
         EXPECT_EQ(meta->getBaseClass(), name == names[0] ? &FXObject::metaClass : &DataTarget::metaClass);
     }
+    // Made by FOX, an object is blank and not among those `get` hands out.
     const std::size_t listed = internal::intTargets.size();
     std::unique_ptr<FXObject> made(DataTargetInt::metaClass.makeInstance());
-    auto* fresh = dynamic_cast<DataTargetInt*>(made.get());
+    const auto* fresh = dynamic_cast<DataTargetInt*>(made.get());
     ASSERT_NE(fresh, nullptr);
-    EXPECT_TRUE(fresh->getName().empty());
-    EXPECT_EQ(fresh->getTarget(), nullptr);
-    EXPECT_EQ(fresh->getSelector(), 0u);
+    EXPECT_TRUE(fresh->getName().empty() && fresh->getTarget() == nullptr && fresh->getSelector() == 0);
     EXPECT_EQ(internal::intTargets.size(), listed);
 
-    HostTarget host;
+    Host host;
     DataTargetString* first = DataTargetString::get("CifOutHeader", &host, 7);
     DataTargetString* second = DataTargetString::get("CifOutHeader", &host, 7);
     EXPECT_NE(first, second);
@@ -84,7 +103,7 @@ TEST(DataTargetObjects, FollowFoxObjectModel) {
 }
 
 TEST_F(DataTargetWidgets, BoolWritesShowsAndTellsOnlyOfChanges) {
-    HostTarget host;
+    Host host;
     auto* check =
         new FXCheckButton(box, "", DataTargetBool::get("ToolConvertText", &host, 0x12345), DataTarget::ID_VALUE);
     DataTargetBool* pair = DataTargetBool::get("DvExperimental", nullptr, 0);
@@ -115,12 +134,11 @@ TEST_F(DataTargetWidgets, BoolWritesShowsAndTellsOnlyOfChanges) {
     EXPECT_EQ(no->getCheck(), FALSE);
 
     EXPECT_EQ(command(plain), 0);  // reports no state
-    stateful->state = 0;
-    command(stateful);
-    EXPECT_TRUE(getOptionBoolean("DvExperimental", false));
-    stateful->state = 1;
-    command(stateful);
-    EXPECT_FALSE(getOptionBoolean("DvExperimental", false));
+    for (const FXint state : {1, 0}) {  // a menu command turns over the state it shows
+        stateful->state = state;
+        command(stateful);
+        EXPECT_EQ(getOptionBoolean("DvExperimental", false), state == 0);
+    }
 }
 
 TEST_F(DataTargetWidgets, TreeListBoxesGoByUserDataForBoolAndInt) {
@@ -136,7 +154,7 @@ TEST_F(DataTargetWidgets, TreeListBoxesGoByUserDataForBoolAndInt) {
     FXTreeItem* exactBig = exact->appendItem(nullptr, "", nullptr, nullptr, data(123456789));
     app->create();
 
-    EXPECT_EQ(send(flag, SEL_CHANGED, on), 0);
+    EXPECT_EQ(send(flag, SEL_CHANGED, on), 0);  // only a command settles a value
     EXPECT_FALSE(getOptionBoolean("DvExperimental", false));
     EXPECT_EQ(command(flag, on), 1);
     EXPECT_TRUE(getOptionBoolean("DvExperimental", false));
@@ -160,14 +178,19 @@ TEST_F(DataTargetWidgets, TreeListBoxesGoByUserDataForBoolAndInt) {
     EXPECT_EQ(version->getCurrentItem(), r12);  // no match: the first item
 }
 
-TEST_F(DataTargetWidgets, IntChoicesAndValues) {
-    HostTarget host;
+TEST_F(DataTargetWidgets, NumbersFromChoicesAndValuesAndAnyBitOfChangeIsTold) {
+    Host host;
     DataTargetInt* style = DataTargetInt::get("ToolConvertDonutsStyle", &host, 0);
     std::vector<FXRadioButton*> radios;
     for (int k = 0; k < 10; ++k)
         radios.push_back(new FXRadioButton(box, "", style, DataTarget::ID_OPTION + k));
     auto* spinner = new FXSpinner(box, 8, DataTargetInt::get("SonXCells", nullptr, 0), DataTarget::ID_VALUE);
     spinner->setRange(0, 1000);
+    auto* real = new FXRealSpinner(box, 10, DataTargetReal::get("ToolErrorMargin", &host, 0), DataTarget::ID_OPTION + 5);
+    real->setRange(-100.0, 100.0);
+    auto* label = new FXLabel(box, "2.5");
+    label->setTarget(DataTargetReal::get("ToolErrorMargin", &host, 0));
+    label->setSelector(DataTarget::ID_VALUE);
     app->create();
 
     radios[3]->setCheck(TRUE);
@@ -181,37 +204,25 @@ TEST_F(DataTargetWidgets, IntChoicesAndValues) {
     command(radios[3]);
     EXPECT_EQ(getOptionInt("ToolConvertDonutsStyle", false), 0);
     EXPECT_EQ(host.count(SEL_CHANGED), 2);
-
     spinner->setValue(77);
     EXPECT_EQ(send(spinner, SEL_CHANGED), 1);
     EXPECT_EQ(getOptionInt("SonXCells", false), 77);
-}
 
-TEST_F(DataTargetWidgets, RealTellsOfAnyBitOfChange) {
-    HostTarget host;
-    auto* spinner =
-        new FXRealSpinner(box, 10, DataTargetReal::get("ToolErrorMargin", &host, 0), DataTarget::ID_OPTION + 5);
-    spinner->setRange(-100.0, 100.0);
-    auto* label = new FXLabel(box, "2.5");
-    label->setTarget(DataTargetReal::get("ToolErrorMargin", &host, 0));
-    label->setSelector(DataTarget::ID_VALUE);
-    app->create();
-
-    update(spinner);
-    EXPECT_EQ(spinner->getValue(), 1.5);
-    command(spinner);
-    EXPECT_EQ(host.count(SEL_CHANGED), 0);
-    spinner->setValue(std::nextafter(1.5, 2.0));
-    command(spinner);
-    EXPECT_EQ(host.count(SEL_CHANGED), 1);
-    spinner->setValue(-2.25);
-    command(spinner);
+    update(real);
+    EXPECT_EQ(real->getValue(), 1.5);
+    command(real);
+    EXPECT_EQ(host.count(SEL_CHANGED), 2);
+    real->setValue(std::nextafter(1.5, 2.0));
+    command(real);
+    EXPECT_EQ(host.count(SEL_CHANGED), 3);
+    real->setValue(-2.25);
+    command(real);
     EXPECT_EQ(command(label), 0);  // has no number to report
     EXPECT_EQ(getOptionReal("ToolErrorMargin", false), -2.25);
 }
 
 TEST_F(DataTargetWidgets, StringVerifiesEveryCommandAndShowsByLabel) {
-    HostTarget host;
+    Host host;
     auto* field = new CountingTextField(box, 20, DataTargetString::get("CifOutHeader", &host, 0), DataTarget::ID_VALUE);
     auto* text = new FXText(box, DataTargetString::get("DvSkipSteps", nullptr, 0), DataTarget::ID_VALUE);
     auto* formats =
@@ -246,7 +257,7 @@ TEST_F(DataTargetWidgets, StringVerifiesEveryCommandAndShowsByLabel) {
 
     setOptionString("DvExportFormat", "AB");
     update(formats);
-    EXPECT_EQ(formats->getCurrentItem(), abc);
+    EXPECT_EQ(formats->getCurrentItem(), abc);  // the first that holds the text
     setOptionString("DvExportFormat", "XYZ");
     formats->openPane(true);
     update(formats);

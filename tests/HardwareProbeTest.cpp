@@ -19,17 +19,17 @@ namespace {
 using platform::CpuIdRegisters;
 constexpr std::uint32_t ext = 0x80000000;
 
-template <typename T>
-T next(std::deque<T>& script) {
-    const T value = script.front();
+// The script's next value; the last one repeats.
+std::uint64_t next(std::deque<std::uint64_t>& script) {
+    const std::uint64_t value = script.front();
     if (script.size() > 1)
         script.pop_front();
     return value;
 }
 
 // A machine of the test's making. Each processor answers from its own leaves
-// (processor 0's by default). The counter runs 10 ticks per reading at 10 MHz
-// and the cycle counter at `mhz`, unless scripted.
+// (processor 0's by default). Unless scripted, the counter runs 10 ticks per
+// reading at 10 MHz and the cycle counter at `mhz`.
 class FakeHardware : public platform::Hardware {
 public:
     unsigned processorCount() override { return count; }
@@ -88,6 +88,7 @@ public:
     std::optional<platform::MemoryStatus> memory;
 };
 
+// The report's lines, each checked for the stamp of AppLog and cut behind it.
 std::vector<std::string> report(platform::Hardware& hardware) {
     std::ostringstream out;
     writeHardwareInfo(out, hardware);
@@ -100,27 +101,23 @@ std::vector<std::string> report(platform::Hardware& hardware) {
     return lines;
 }
 
-float settle(std::deque<std::uint64_t> readings, unsigned& taken) {
-    taken = 0;
-    return settleSpeed([&] { return ++taken, next(readings); });
-}
-
 TEST(HardwareProbe, MeasureEndsWhenThreeReadingsAgreeFromTheThirdOnOrAtTheTwentieth) {
-    unsigned taken = 0;
-    EXPECT_EQ(settle({300, 300, 300}, taken), 300.0f);
-    EXPECT_EQ(taken, 3u);
-    EXPECT_EQ(settle({0, 0, 0, 7}, taken), 0.0f);  // nothing is tested before the third
-    EXPECT_EQ(taken, 3u);
-    EXPECT_FLOAT_EQ(settle({300, 300, 301}, taken), 901.0f / 3.0f);  // 901 stays
-    EXPECT_EQ(settle({300, 301, 301}, taken), 301.0f);               // 902 becomes 903
-    EXPECT_EQ(settle({300, 300, 302, 302, 302}, taken), 302.0f);     // 2 off in thirds is too far
-    EXPECT_EQ(taken, 5u);
-
     std::deque<std::uint64_t> rising;
     for (std::uint64_t i = 1; i <= 25; ++i)
         rising.push_back(100 * i);
-    EXPECT_EQ(settle(rising, taken), 1900.0f);  // 1800, 1900 and 2000
-    EXPECT_EQ(taken, 20u);
+    const std::tuple<std::deque<std::uint64_t>, float, unsigned> cases[] = {
+        {{300, 300, 300}, 300.0f, 3},
+        {{0, 0, 0, 7}, 0.0f, 3},                // nothing is tested before the third
+        {{300, 300, 301}, 901.0f / 3.0f, 3},    // 901 stays
+        {{300, 301, 301}, 301.0f, 3},           // 902 becomes 903
+        {{300, 300, 302, 302, 302}, 302.0f, 5}, // 2 off in thirds is too far
+        {rising, 1900.0f, 20},                  // 1800, 1900 and 2000
+    };
+    for (auto [readings, speed, taken] : cases) {
+        unsigned calls = 0;
+        EXPECT_FLOAT_EQ(settleSpeed([&] { return ++calls, next(readings); }), speed) << taken;
+        EXPECT_EQ(calls, taken);
+    }
 }
 
 TEST(HardwareProbe, ReadingIsCyclesPerMicrosecondRoundedInThirtyTwoBitTicks) {
@@ -143,20 +140,15 @@ TEST(HardwareProbe, ReadingIsCyclesPerMicrosecondRoundedInThirtyTwoBitTicks) {
     EXPECT_THROW(takeReading(clock, 0xFFFFFFFF), ProcessorFault);
 }
 
-struct Id {
-    const char* vendor;
-    unsigned family, model, stepping = 0, type = 0;
-    bool fpu = true;
-};
-
-// The name of a slot whose table has leaves 0 and 1 from `id`, and leaf 2
-// when given.
-std::string nameOf(const Id& id, std::optional<CpuIdTable::Entry> leaf2 = std::nullopt) {
+// The name of a slot whose table has leaf 0 from `vendor`, leaf 1 from
+// `signature` (type, family, model, stepping) and `fpu`, and leaf 2 if given.
+std::string nameOf(const char* vendor, std::uint32_t signature, bool fpu = true,
+                   std::optional<CpuIdTable::Entry> leaf2 = std::nullopt) {
     CpuInfo info;
     auto& table = *(info.tables[3] = std::make_unique<CpuIdTable>());
     table.maxLeaf = leaf2 ? 2 : 1;
-    table.standard = {{table.maxLeaf, 0, 0, 0}, {id.type << 12 | id.family << 8 | id.model << 4 | id.stepping, 0, id.fpu, 0}};
-    std::memcpy(&table.standard[0][1], id.vendor, 12);
+    table.standard = {{table.maxLeaf, 0, 0, 0}, {signature, 0, fpu, 0}};
+    std::memcpy(&table.standard[0][1], vendor, 12);
     if (leaf2)
         table.standard.push_back(*leaf2);
     std::string name;
@@ -165,32 +157,29 @@ std::string nameOf(const Id& id, std::optional<CpuIdTable::Entry> leaf2 = std::n
 }
 
 TEST(HardwareProbe, NamesProcessorsFromTheIdentificationTable) {
-    const std::pair<Id, const char*> cases[] = {
-        {{"GenuineIntel", 4, 4, 3}, "Intel 486 SL"},       {{"GenuineIntel", 4, 4, 2}, "80486 DX"},
-        {{"GenuineIntel", 4, 8, 2, 0, false}, "80486 SX"}, {{"GenuineIntel", 5, 8}, "Intel Mobile Pentium"},
-        {{"GenuineIntel", 6, 9}, "Intel Pentium Pro"},     {{"GenuineIntel", 6, 7}, "Unknown Intel Processor"},
-        {{"GenuineIntel", 15, 2}, "Unknown Intel Processor"}, {{"AuthenticAMD", 5, 3}, "AMD K5"},
-        {{"AuthenticAMD", 5, 4}, "Unknown AMD uCpu"},      {{"AuthenticAMD", 5, 8}, "AMD K62 with 3D Now!"},
-        {{"CyrixInstead", 5, 2}, "Cyrix 686"},             {{"CyrixInstead", 6, 1}, "Unknown Cyrix Processor"},
-        {{"CentaurHauls", 5, 8}, "IDT WinChip2"},          {{"NexGenDriven", 5, 0}, "Unknown uCpu"},
-        {{"GenuineIntel", 5, 2, 0, 1}, "Intel Pentium Overdrive"}, {{"GenuineIntel", 5, 2, 0, 2}, "Intel Pentium"},
+    const std::tuple<const char*, std::uint32_t, bool, const char*> cases[] = {
+        {"GenuineIntel", 0x443, true, "Intel 486 SL"}, {"GenuineIntel", 0x442, true, "80486 DX"},
+        {"GenuineIntel", 0x482, false, "80486 SX"}, {"GenuineIntel", 0x690, true, "Intel Pentium Pro"},
+        {"GenuineIntel", 0x670, true, "Unknown Intel Processor"}, {"GenuineIntel", 0xF20, true, "Unknown Intel Processor"},
+        {"AuthenticAMD", 0x530, true, "AMD K5"}, {"AuthenticAMD", 0x540, true, "Unknown AMD uCpu"},
+        {"CyrixInstead", 0x610, true, "Unknown Cyrix Processor"}, {"CentaurHauls", 0x580, true, "IDT WinChip2"},
+        {"NexGenDriven", 0x500, true, "Unknown uCpu"}, {"GenuineIntel", 0x580, true, "Intel Mobile Pentium"},
+        {"GenuineIntel", 0x1520, true, "Intel Pentium Overdrive"}, {"GenuineIntel", 0x2520, true, "Intel Pentium"},
     };
-    for (const auto& [id, name] : cases)
-        EXPECT_EQ(nameOf(id), name) << id.vendor << ' ' << id.family << '/' << id.model;
-}
+    for (const auto& [vendor, signature, fpu, name] : cases)
+        EXPECT_EQ(nameOf(vendor, signature, fpu), name) << vendor << std::hex << ' ' << signature;
 
-TEST(HardwareProbe, NamesIntelSixthFamilyBySecondLevelCacheDescriptors) {
-    // Descriptors: EAX's upper bytes, then EBX, ECX and EDX, the later winning.
-    EXPECT_EQ(nameOf({"GenuineIntel", 6, 5}, CpuIdTable::Entry{1, 0x40, 0, 0}), "Intel Pentium II Celeron");
-    EXPECT_EQ(nameOf({"GenuineIntel", 6, 5}, CpuIdTable::Entry{0x430001, 0, 0, 0}), "Intel Pentium II");
-    EXPECT_EQ(nameOf({"GenuineIntel", 6, 5}, CpuIdTable::Entry{1, 0, 0x45, 0x41}), "Intel Pentium II Xeon");
-    EXPECT_EQ(nameOf({"GenuineIntel", 6, 5}, CpuIdTable::Entry{1, 0, 0x41, 0x45}), "Intel Pentium II");
-    EXPECT_EQ(nameOf({"GenuineIntel", 6, 6}, CpuIdTable::Entry{1, 0, 0x41000000, 0}), "Intel Pentium II Celeron A");
-    EXPECT_EQ(nameOf({"GenuineIntel", 6, 6}, CpuIdTable::Entry{1, 0, 0x42, 0}), "Intel Mobile Pentium II");
-    EXPECT_EQ(nameOf({"GenuineIntel", 6, 7}, CpuIdTable::Entry{1, 0x4300, 0, 0}), "Intel Pentium III");
-    EXPECT_EQ(nameOf({"GenuineIntel", 6, 7}, CpuIdTable::Entry{1, 0x4400, 0, 0}), "Intel Pentium III Xeon");
-    // A leaf 2 whose count byte is not 1 tells nothing.
-    EXPECT_EQ(nameOf({"GenuineIntel", 6, 5}, CpuIdTable::Entry{2, 0x44, 0, 0}), "Unknown Intel Processor");
+    // The sixth family goes by the second-level cache descriptors: EAX's upper
+    // bytes, then EBX, ECX and EDX, the later winning.
+    const std::tuple<std::uint32_t, CpuIdTable::Entry, const char*> byCache[] = {
+        {0x650, {1, 0x40, 0, 0}, "Intel Pentium II Celeron"}, {0x650, {0x430001, 0, 0, 0}, "Intel Pentium II"},
+        {0x650, {1, 0, 0x45, 0x41}, "Intel Pentium II Xeon"}, {0x650, {1, 0, 0x41, 0x45}, "Intel Pentium II"},
+        {0x660, {1, 0, 0x41000000, 0}, "Intel Pentium II Celeron A"}, {0x660, {1, 0, 0x42, 0}, "Intel Mobile Pentium II"},
+        {0x670, {1, 0x4300, 0, 0}, "Intel Pentium III"}, {0x670, {1, 0x4400, 0, 0}, "Intel Pentium III Xeon"},
+        {0x650, {2, 0x44, 0, 0}, "Unknown Intel Processor"},  // a count byte other than 1 tells nothing
+    };
+    for (const auto& [signature, leaf2, name] : byCache)
+        EXPECT_EQ(nameOf("GenuineIntel", signature, true, leaf2), name) << std::hex << leaf2[0] << ' ' << leaf2[1];
 }
 
 TEST(HardwareProbe, ExtendedLeavesGiveTheCacheInKibibytes) {
@@ -210,7 +199,7 @@ TEST(HardwareReport, VisitsTheMaskInOrderAndFillsSlotsWithoutGaps) {
     hardware.count = 4;
     hardware.mask = 0b1010;
     hardware.addProcessor(1, "GenuineIntel", 0, "  Brand one");
-    hardware.addProcessor(3, "CyrixInstead", 1u << 12 | 5u << 8 | 4u << 4, "Brand three");
+    hardware.addProcessor(3, "CyrixInstead", 0x1540, "Brand three");
     hardware.mhz = 2500;
     // A brand string is used as given, blanks and all, and gets no Overdrive.
     EXPECT_EQ(report(hardware),
@@ -234,7 +223,7 @@ TEST(HardwareReport, UnreachableProcessorsAndFaultsGiveShorterLines) {
     hardware.count = 2;
     hardware.mask = 0b11;
     hardware.refused = {0};
-    hardware.addProcessor(0, "AuthenticAMD", 5u << 8 | 8u << 4);
+    hardware.addProcessor(0, "AuthenticAMD", 0x580);
     EXPECT_EQ(report(hardware), (std::vector<std::string>{"CPU#0:", "CPU#1: AMD K62 with 3D Now! [3000MHz]"}));
 
     hardware.count = 1;
@@ -261,7 +250,7 @@ TEST(HardwareReport, WritesMemoryInMebibytesInTheDefaultFormat) {
                                                           "Avail Virt RAM: 1.33169e+08 MBytes"}));
 }
 
-TEST(HardwareReportOnThisMachine, AgreesWithWhatTheSystemSays) {
+TEST(HardwareReportOnThisMachine, AgreesWithTheSystemAndMeasuresOnEachProcessor) {
     std::ifstream cpuinfo("/proc/cpuinfo"), meminfo("/proc/meminfo");
     unsigned processors = 0;
     for (std::string line; std::getline(cpuinfo, line);)
@@ -270,14 +259,14 @@ TEST(HardwareReportOnThisMachine, AgreesWithWhatTheSystemSays) {
     std::string label;
     double totalKib = 0;
     meminfo >> label >> totalKib;
-    char brand[49] = {};
-    for (unsigned part = 0; part < 3; ++part) {
-        unsigned words[4];
-        __get_cpuid(ext + 2 + part, &words[0], &words[1], &words[2], &words[3]);
-        std::memcpy(brand + 16 * part, words, 16);
-    }
+    unsigned words[13] = {};  // the brand string, NUL-ended
+    for (unsigned* part = words; part < words + 12; part += 4)
+        __get_cpuid(ext + 2 + (part - words) / 4, part, part + 1, part + 2, part + 3);
+    const std::string brand = reinterpret_cast<const char*>(words);
 
-    const auto lines = report(platform::systemHardware());
+    auto& hardware = platform::systemHardware();
+    const auto before = hardware.priority();
+    const auto lines = report(hardware);
     ASSERT_EQ(lines.size(), processors + 4);
     for (unsigned i = 0; i < processors; ++i) {
         const std::string head = "CPU#" + std::to_string(i) + ": " + brand + " [";
@@ -287,12 +276,9 @@ TEST(HardwareReportOnThisMachine, AgreesWithWhatTheSystemSays) {
     const std::string total = "Total Phys RAM: ";
     ASSERT_EQ(lines[processors].substr(0, total.size()), total);
     EXPECT_NEAR(std::stod(lines[processors].substr(total.size())), totalKib / 1024, totalKib / 1024 * 1e-5);
-}
 
-TEST(HardwareReportOnThisMachine, MeasuringThreadRunsOnItsProcessorAndPriorityIsPutBack) {
-    auto& hardware = platform::systemHardware();
-    const auto before = hardware.priority();
-    for (unsigned processor = 0; processor < std::min(hardware.processorCount(), 4u); ++processor) {
+    // The measuring thread runs on its processor, and its priority is put back.
+    for (unsigned processor = 0; processor < std::min(processors, 4u); ++processor) {
         int ranOn = -1;
         ASSERT_TRUE(hardware.runPinned(processor, [&] {
             ranOn = sched_getcpu();

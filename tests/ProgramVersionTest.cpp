@@ -22,72 +22,57 @@ namespace {
 
 using internal::VersionNumbers;
 
-TEST(ProgramVersion, ReadsTheProductVersionOfTheMainProgram) {
+TEST(ProgramVersion, ReadsTheMainProgramsProductVersionAndPacksEachNumberIntoItsField) {
     EXPECT_EQ(programVersion(true), "9.1.3.7");
     EXPECT_EQ(programVersion(false), "9.1.3 Build 7");
     EXPECT_EQ(programVersionW(true), L"9.1.3.7");
     EXPECT_EQ(programVersionW(false), L"9.1.3 Build 7");
     EXPECT_EQ(programVersionNumber(), (9u << 26) | (1u << 20) | (3u << 14) | 7u);
-}
 
-TEST(ProgramVersion, FormatsWholeNumbersAndPacksEachIntoItsField) {
     const VersionNumbers biggest{65535, 65535, 65535, 65535};
     EXPECT_EQ(internal::formatVersion(biggest, true), "65535.65535.65535.65535");
     EXPECT_EQ(internal::formatVersionW(biggest, false), L"65535.65535.65535 Build 65535");
     EXPECT_EQ(internal::packVersion(biggest), 0xFFFFFFFFu);
-    EXPECT_EQ(internal::packVersion({65, 0, 0, 16385}), (1u << 26) | 1u);
+    EXPECT_EQ(internal::packVersion({65, 0, 0, 16385}), (1u << 26) | 1u);  // each wraps within its field
 }
 
-TEST(VersionNote, MainProgramAnswersAlsoByItsBaseName) {
+TEST(VersionNote, ModulesAnswerByExactBaseNameAndTheMainProgramAlsoByItsOwn) {
     const auto main = internal::versionResourceOfMainProgram();
     ASSERT_TRUE(main);
     EXPECT_EQ(main->file, (VersionNumbers{4, 3, 2, 1}));
     EXPECT_EQ(main->product, (VersionNumbers{9, 1, 3, 7}));
-
     const auto byName = internal::versionResourceOfLoadedModule("ProgramVersionTest");
     ASSERT_TRUE(byName);
     EXPECT_EQ(byName->file, main->file);
-}
 
-TEST(VersionNote, LoadedModuleAnswersByExactBaseName) {
-    EXPECT_FALSE(internal::versionResourceOfLoadedModule("libversionprobe.so"));
-
+    EXPECT_FALSE(internal::versionResourceOfLoadedModule("libversionprobe.so"));  // not loaded yet
     void* probe = dlopen(VERSION_PROBE_PATH, RTLD_NOW | RTLD_LOCAL);
-    ASSERT_NE(probe, nullptr) << dlerror();
     void* plain = dlopen(PLAIN_PROBE_PATH, RTLD_NOW | RTLD_LOCAL);
-    ASSERT_NE(plain, nullptr) << dlerror();
-
+    ASSERT_TRUE(probe && plain) << dlerror();
     const auto found = internal::versionResourceOfLoadedModule("libversionprobe.so");
     ASSERT_TRUE(found);
     EXPECT_EQ(found->file, (VersionNumbers{5, 6, 7, 8}));
     EXPECT_EQ(found->product, (VersionNumbers{5, 6, 0, 0}));
-    EXPECT_FALSE(internal::versionResourceOfLoadedModule("libplainprobe.so"));
-    EXPECT_FALSE(internal::versionResourceOfLoadedModule("libversionprobe"));
-    EXPECT_FALSE(internal::versionResourceOfLoadedModule(VERSION_PROBE_PATH));
-    EXPECT_FALSE(internal::versionResourceOfLoadedModule(""));
-
-    // A loaded module's resource never stands in for the program's.
-    EXPECT_EQ(programVersion(true), "9.1.3.7");
-
+    for (const char* name : {"libplainprobe.so", "libversionprobe", VERSION_PROBE_PATH, ""})
+        EXPECT_FALSE(internal::versionResourceOfLoadedModule(name)) << name;
+    EXPECT_EQ(programVersion(true), "9.1.3.7");  // a loaded module's resource never stands in
     dlclose(plain);
     dlclose(probe);
 }
 
-// Builds a note segment by hand: header, owner, content, the last two padded
-// to the alignment from the segment's start.
+// Appends a note as a linker lays it out: header, owner, content, the last two
+// padded to the alignment from the segment's start.
 void appendNote(std::vector<unsigned char>& segment, const char* owner, std::uint32_t type,
                 const std::vector<std::uint16_t>& content, std::size_t alignment) {
     const std::uint32_t header[3] = {static_cast<std::uint32_t>(std::strlen(owner) + 1),
                                      static_cast<std::uint32_t>(content.size() * 2), type};
-    const auto append = [&](const void* data, std::size_t size, bool pad) {
-        const auto* bytes = static_cast<const unsigned char*>(data);
-        segment.insert(segment.end(), bytes, bytes + size);
-        if (pad)
-            segment.resize((segment.size() + alignment - 1) / alignment * alignment);
-    };
-    append(header, sizeof header, false);
-    append(owner, header[0], true);
-    append(content.data(), header[1], true);
+    const auto* bytes = reinterpret_cast<const unsigned char*>(header);
+    segment.insert(segment.end(), bytes, bytes + sizeof header);
+    segment.insert(segment.end(), owner, owner + header[0]);
+    segment.resize((segment.size() + alignment - 1) / alignment * alignment);
+    bytes = reinterpret_cast<const unsigned char*>(content.data());
+    segment.insert(segment.end(), bytes, bytes + header[1]);
+    segment.resize((segment.size() + alignment - 1) / alignment * alignment);
 }
 
 TEST(VersionNote, FindsItsNoteAmongOthersAndRejectsBrokenOnes) {

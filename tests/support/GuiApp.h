@@ -10,9 +10,7 @@
 #include <cstdlib>
 #include <functional>
 #include <memory>
-#include <string>
 #include <thread>
-#include <vector>
 
 namespace dv::env::test {
 
@@ -33,15 +31,15 @@ protected:
         box = new FXVerticalFrame(window, LAYOUT_FILL_X | LAYOUT_FILL_Y);
     }
 
-    // Runs the event loop, with GUI updates, until `done` holds; false if it never did.
+    // Runs the event loop, with GUI updates, until `done` holds; false if it
+    // did not within ten seconds.
     bool runUntil(const std::function<bool()>& done) {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        while (!done()) {
+        for (; !done(); std::this_thread::sleep_for(std::chrono::milliseconds(10))) {
             if (std::chrono::steady_clock::now() > deadline)
                 return false;
             app->runWhileEvents();
             app->refresh();
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
         return true;
     }
@@ -49,30 +47,6 @@ protected:
     std::unique_ptr<FXApp> app;
     FXMainWindow* window = nullptr;
     FXVerticalFrame* box = nullptr;
-};
-
-// A host object that notes what data targets tell it, and may refuse SEL_VERIFY.
-class HostTarget : public FXObject {
-public:
-    long handle(FXObject* sender, FXSelector sel, void* ptr) override {
-        told.push_back({FXSELTYPE(sel), FXSELID(sel), sender, ptr ? static_cast<const char*>(ptr) : ""});
-        return FXSELTYPE(sel) == SEL_VERIFY && refuse ? 1 : 0;
-    }
-    int count(FXuint type) const {
-        int n = 0;
-        for (const auto& message : told)
-            n += message.type == type ? 1 : 0;
-        return n;
-    }
-
-    struct Message {
-        FXuint type;
-        FXushort id;
-        FXObject* sender;
-        std::string name;
-    };
-    std::vector<Message> told;
-    bool refuse = false;
 };
 
 }  // namespace dv::env::test
