@@ -85,11 +85,10 @@ public:
         return found == versions.end() ? std::nullopt : std::optional(found->second);
     }
     std::time_t now() override { return 1709543565; }  // 2024-03-04 09:12:45 UTC
-    std::optional<Version> systemVersion() override { return version; }
+    std::optional<Version> systemVersion() override { return std::nullopt; }
 
     std::vector<internal::ModuleRecord> loaded, mapped;
     std::map<std::string, std::array<std::uint16_t, 4>> versions;
-    std::optional<Version> version;
     int mappedCalls = 0;
 };
 
@@ -127,15 +126,6 @@ TEST_F(SystemReport, ListsModulesWithVersionsByBaseNameByEitherRoadThenTheDateUn
     system.mapped.clear();
     EXPECT_EQ(appInfo(), (std::vector<std::string>{date}));
     EXPECT_EQ(system.mappedCalls, 2);
-}
-
-TEST_F(SystemReport, OsLineIsTheSystemsNameAndVersionOrNothing) {
-    std::ostringstream out;
-    internal::writeOsInfo(out, system);
-    EXPECT_EQ(out.str(), "");
-    system.version = FakeSystem::Version{"Linux", "6.1.0-18-amd64 (Debian GNU/Linux 12 (bookworm))"};
-    internal::writeOsInfo(out, system);
-    EXPECT_EQ(reportLines(out.str()), std::vector<std::string>{"Linux 6.1.0-18-amd64 (Debian GNU/Linux 12 (bookworm))"});
 }
 
 // Both roads list this program first, and the mapped files hold every module
