@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <iomanip>
 #include <memory>
 #include <string>
@@ -21,10 +20,8 @@ using Contexts = std::deque<std::string>;
 // The texts here hold no '%', so each comes back from toString as written.
 MessageFormatStream note(unsigned int id, const std::string& text) { return MessageFormatStream(id, text); }
 
-std::string logLine(unsigned int id, const std::string& summary, const std::string& context) {
-    char hex[9];
-    std::snprintf(hex, sizeof hex, "%08x", id);
-    return "Event           :56     Event: " + std::string(hex) + ": " + summary + " / " + context + "\n";
+std::string logLine(const char* id, const std::string& summary, const std::string& context) {
+    return "Event           :56     Event: " + std::string(id) + ": " + summary + " / " + context + "\n";
 }
 
 TEST(Event, SplitsFirstMessageIntoSummaryContextAndDetails) {
@@ -54,7 +51,7 @@ TEST(Event, AddTakesOnlyNewNonEmptySecondLinesOfItsOwnIdentifier) {
     event.add(note(126, "Sum"));
     event.add(note(126, "Sum\nFIRST"));
     EXPECT_EQ(event.contexts(), (Contexts{"first", "FIRST"}));
-    EXPECT_EQ(clog.text(), logLine(126, "Sum", "FIRST"));
+    EXPECT_EQ(clog.text(), logLine("0000007e", "Sum", "FIRST"));
 
     clog.reset();
     event.add(note(126, "Other summary\nsecond\nOther details\n"));
@@ -63,7 +60,7 @@ TEST(Event, AddTakesOnlyNewNonEmptySecondLinesOfItsOwnIdentifier) {
     EXPECT_STREQ(event.message(), "Details\n");
     // The stream is left as the stamp leaves it: decimal, blank fill, left.
     std::clog << 255 << '|' << std::setw(4) << 7 << '|' << std::endl;
-    EXPECT_EQ(clog.text(), logLine(126, "Sum", "second") + "255|7   |\n");
+    EXPECT_EQ(clog.text(), logLine("0000007e", "Sum", "second") + "255|7   |\n");
 }
 
 TEST(Event, SeverityComesFromTheTopTwoBitsOnly) {
@@ -102,7 +99,7 @@ TEST(EventLog, KeepsOneEntryPerIdentifierAndAnswersItsContextCountUpToTwenty) {
     for (int i = 2; i <= 20; ++i) {
         const std::string context = "c" + std::to_string(i);
         EXPECT_EQ(log.addLog(note(5, "Sum\n" + context + "\n")), i);
-        expected += logLine(5, "Sum", context);
+        expected += logLine("00000005", "Sum", context);
     }
     EXPECT_EQ(log.addLog(note(5, "Sum\nc21\n")), 20);
     EXPECT_EQ(first->contexts().back(), "c20");
