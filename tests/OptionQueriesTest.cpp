@@ -8,11 +8,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
 #include <set>
-#include <utility>
 #include <stdexcept>
+#include <utility>
 
 namespace dv::env {
 namespace {
@@ -35,28 +34,15 @@ protected:
     test::ClogCapture clog;
 };
 
-constexpr std::int64_t largest = std::numeric_limits<std::int64_t>::max();
-
-TEST(Unit, FactorsAgreeWithEachOtherAndWithTheUnitsTheyName) {
+TEST(Unit, FactorsGiveTheUnitInPicometresAndOneOutsideTheLengths) {
+    // nm, um, mil, point (1/72 inch, rounded), mm, cm, inch, m, foot
+    const std::int64_t lengths[] = {1000,        1000000,     25400000,      352777778,   1000000000,
+                                    10000000000, 25400000000, 1000000000000, 304800000000};
     for (int value = -5; value <= 15; ++value) {
-        const auto unit = static_cast<Unit>(value);
-        EXPECT_EQ(dbUnitsPerUnitReal(unit), static_cast<double>(dbUnitsPerUnit(unit))) << value;
-        if (value < 0 || value > 8) {
-            EXPECT_EQ(dbUnitsPerUnit(unit), 1) << value;
-        }
+        const std::int64_t expected = value >= 0 && value <= 8 ? lengths[value] : 1;
+        EXPECT_EQ(dbUnitsPerUnit(static_cast<Unit>(value)), expected) << value;
+        EXPECT_EQ(dbUnitsPerUnitReal(static_cast<Unit>(value)), static_cast<double>(expected)) << value;
     }
-    const auto factor = [](Unit unit) { return dbUnitsPerUnit(unit); };
-    EXPECT_EQ(factor(Unit::Nanometer), 1000);  // one database unit is a picometre
-    EXPECT_EQ(factor(Unit::Micrometer), 1000 * factor(Unit::Nanometer));
-    EXPECT_EQ(factor(Unit::Millimeter), 1000 * factor(Unit::Micrometer));
-    EXPECT_EQ(factor(Unit::Centimeter), 10 * factor(Unit::Millimeter));
-    EXPECT_EQ(factor(Unit::Meter), 100 * factor(Unit::Centimeter));
-    EXPECT_EQ(10 * factor(Unit::Inch), 254 * factor(Unit::Millimeter));
-    EXPECT_EQ(factor(Unit::Foot), 12 * factor(Unit::Inch));
-    EXPECT_EQ(1000 * factor(Unit::Mil), factor(Unit::Inch));
-    // A point is 1/72 inch rounded to a whole number, in both tables.
-    EXPECT_EQ(factor(Unit::Point), std::llround(factor(Unit::Inch) / 72.0));
-    EXPECT_EQ(dbUnitsPerUnitReal(Unit::Point), 352777778.0);
 }
 
 TEST_F(OptionQueries, UnitsAreCheckedOnReadOnlyAndAfterTheRead) {
@@ -66,7 +52,6 @@ TEST_F(OptionQueries, UnitsAreCheckedOnReadOnlyAndAfterTheRead) {
     }
     for (int value : {-3, 10}) {
         setOptionUnits("DvDisplayUnits", static_cast<Unit>(value));
-        clog.reset();
         try {
             getOptionUnits("DvDisplayUnits", true);
             ADD_FAILURE() << "no exception at " << value;
@@ -79,60 +64,42 @@ TEST_F(OptionQueries, UnitsAreCheckedOnReadOnlyAndAfterTheRead) {
     EXPECT_EQ(recordedNames(), std::set<std::string>{"DvDisplayUnits"});
 }
 
-TEST_F(OptionQueries, RealLengthsRoundHalvesUpward) {
-    const auto length = [](double value, Unit unit) {
-        setOptionReal("GbrOutRectAptLimitValue", value);
-        setOptionUnits("GbrOutRectAptLimitUnits", unit);
-        return dbUnitsFromOptionReal("GbrOutRectAptLimitValue", "GbrOutRectAptLimitUnits", false);
+TEST_F(OptionQueries, LengthsRoundRealsHalvesUpAndMultiplyIntegersInSixtyFourBits) {
+    const struct { bool real; double value; Unit unit; std::int64_t length; } cases[] = {
+        {true, 1.5, Unit::DatabaseUnit, 2},    {true, -1.5, Unit::DatabaseUnit, -1},
+        {true, -2.6, Unit::DatabaseUnit, -3},  {true, 0.25, Unit::Micrometer, 250000},
+        {true, 2.0, Unit::Point, 705555556},   {true, 7.5, Unit::PerInch, 8},
+        {false, 3, Unit::Inch, 76200000000},   {false, -2000000000, Unit::Millimeter, -2000000000000000000},
+        {false, -17, Unit::Count, -17},        {false, 17, Unit::PerInch, 17},
     };
-    EXPECT_EQ(length(1.5, Unit::DatabaseUnit), 2);
-    EXPECT_EQ(length(-1.5, Unit::DatabaseUnit), -1);
-    EXPECT_EQ(length(-2.6, Unit::DatabaseUnit), -3);
-    EXPECT_EQ(length(0.25, Unit::Micrometer), 250000);
-    EXPECT_EQ(length(2.0, Unit::Point), 705555556);
-    EXPECT_EQ(length(7.5, Unit::PerInch), 8);
-}
+    for (const auto& c : cases) {
+        setOptionReal("GbrOutRectAptLimitValue", c.value);
+        setOptionUnits("GbrOutRectAptLimitUnits", c.unit);
+        setOptionInt("ToolPolyWidthValue", static_cast<std::int32_t>(c.value));
+        setOptionUnits("ToolPolyWidthUnits", c.unit);
+        EXPECT_EQ(c.real ? dbUnitsFromOptionReal("GbrOutRectAptLimitValue", "GbrOutRectAptLimitUnits", false)
+                         : dbUnitsFromOptionInt("ToolPolyWidthValue", "ToolPolyWidthUnits", false),
+                  c.length)
+            << c.value << " unit " << static_cast<int>(c.unit);
+    }
 
-TEST_F(OptionQueries, IntegerLengthsMultiplyInSixtyFourBits) {
-    const auto length = [](int value, Unit unit) {
-        setOptionInt("ToolPolyWidthValue", value);
-        setOptionUnits("ToolPolyWidthUnits", unit);
-        return dbUnitsFromOptionInt("ToolPolyWidthValue", "ToolPolyWidthUnits", false);
-    };
-    EXPECT_EQ(length(3, Unit::Inch), 3 * dbUnitsPerUnit(Unit::Inch));
-    EXPECT_EQ(length(-2000000000, Unit::Millimeter), -2000000000 * dbUnitsPerUnit(Unit::Millimeter));
-    EXPECT_EQ(length(-17, Unit::Count), -17);
-    EXPECT_EQ(length(17, Unit::PerInch), 17);
-}
-
-TEST_F(OptionQueries, LengthQueriesReadBothOptionsBeforeRejectingTheUnit) {
-    setOptionReal("GbrOutRectAptLimitValue", 2.5);
+    // Both options are read, and so recorded, before the unit is rejected.
     setOptionInt("GbrOutRectAptLimitUnits", 11);
-    setOptionInt("ToolPolyWidthValue", 4);
     setOptionInt("ToolPolyWidthUnits", -3);
-    clog.reset();
     EXPECT_THROW(dbUnitsFromOptionReal("GbrOutRectAptLimitValue", "GbrOutRectAptLimitUnits", true), std::out_of_range);
     EXPECT_THROW(dbUnitsFromOptionInt("ToolPolyWidthValue", "ToolPolyWidthUnits", true), std::out_of_range);
-    for (const char* name :
-         {"GbrOutRectAptLimitValue", "GbrOutRectAptLimitUnits", "ToolPolyWidthValue", "ToolPolyWidthUnits"})
-        EXPECT_NE(clog.text().find(name), std::string::npos) << name;
     EXPECT_EQ(recordedNames(), (std::set<std::string>{"GbrOutRectAptLimitValue", "GbrOutRectAptLimitUnits",
                                                       "ToolPolyWidthValue", "ToolPolyWidthUnits"}));
 }
 
 TEST_F(OptionQueries, ResolutionByCountPerInchOrLength) {
     EXPECT_EQ(getResolution(false).stepCount, 32) << "by count at the defaults";
-
-    struct Case { int value; Unit unit; std::int64_t length; std::int32_t stepCount; };
-    const Case cases[] = {
+    constexpr std::int64_t largest = std::numeric_limits<std::int64_t>::max();
+    const struct { int value; Unit unit; std::int64_t length; std::int32_t stepCount; } cases[] = {
         {-5, Unit::Count, largest, 5},
         {std::numeric_limits<std::int32_t>::min() + 1, Unit::Count, largest, std::numeric_limits<std::int32_t>::max()},
-        {0, Unit::PerInch, 25400000000, 0},
-        {1000, Unit::PerInch, 25400000, 0},
-        {-3, Unit::PerInch, 8466666666, 0},
-        {5, Unit::DatabaseUnit, 5, 0},
-        {3, Unit::Millimeter, 3000000000, 0},
-        {0, Unit::Micrometer, 1, 0},
+        {0, Unit::PerInch, 25400000000, 0},  {1000, Unit::PerInch, 25400000, 0}, {-3, Unit::PerInch, 8466666666, 0},
+        {5, Unit::DatabaseUnit, 5, 0},       {3, Unit::Millimeter, 3000000000, 0}, {0, Unit::Micrometer, 1, 0},
         {-5, Unit::Nanometer, 1, 0},
     };
     for (const auto& c : cases) {
@@ -142,7 +109,6 @@ TEST_F(OptionQueries, ResolutionByCountPerInchOrLength) {
         EXPECT_EQ(std::make_pair(resolution.length, resolution.stepCount), std::make_pair(c.length, c.stepCount))
             << c.value << " unit " << static_cast<int>(c.unit);
     }
-
     setOptionInt("ToolArcPrecUnits", 12);
     EXPECT_THROW(getResolution(true), std::out_of_range);
     EXPECT_EQ(recordedNames(), (std::set<std::string>{"ToolArcPrecValue", "ToolArcPrecUnits"}));
@@ -172,7 +138,6 @@ TEST_F(OptionQueries, HolesModeLeavesTheSecondOptionUnreadWithoutLinks) {
     using dv::geom::HolesMode;
     setOptionBoolean("ToolHolesModeOmitLink", true);
     setOptionBoolean("ToolHolesModeLink", false);
-    clog.reset();
     EXPECT_EQ(getOption<HolesMode>(true), HolesMode::Separate);
     EXPECT_EQ(clog.text().find("ToolHolesModeOmitLink"), std::string::npos) << clog.text();
     EXPECT_EQ(recordedNames(), std::set<std::string>{"ToolHolesModeLink"});
@@ -181,7 +146,6 @@ TEST_F(OptionQueries, HolesModeLeavesTheSecondOptionUnreadWithoutLinks) {
     EXPECT_EQ(getOption<HolesMode>(true), HolesMode::LinkedCutsOmitted);
     EXPECT_NE(clog.text().find("ToolHolesModeOmitLink = 1"), std::string::npos) << clog.text();
     EXPECT_EQ(recordedNames(), (std::set<std::string>{"ToolHolesModeLink", "ToolHolesModeOmitLink"}));
-
     setOptionBoolean("ToolHolesModeOmitLink", false);
     EXPECT_EQ(getOption<HolesMode>(false), HolesMode::Linked);
 }
