@@ -60,8 +60,8 @@ TEST_F(CommandFile, LinesAssignOnlyInsideTheSection) {
          ""},
         {"[Dravik]\nDvImportFile=" + longValue + "\nToolArcPrecValue=64", // no final line feed
          "Integer/ToolArcPrecValue=64\nString/DvImportFile=" + longValue + "\n", ""},
-        // A nested file is read at its place.
-        {"[Dravik]\nDvImportFile=outer\nDvCommandFile=" + inner + "\nToolArcPrecValue=65\n",
+        // A nested file is read at its place; the command names ignore case.
+        {"[Dravik]\nDvImportFile=outer\ndvCOMMANDfile=" + inner + "\nToolArcPrecValue=65\n",
          "Integer/ToolArcPrecValue=65\nString/DvImportFile=inner\n", ""},
     };
     for (const auto& [content, stored, errors] : cases) {
@@ -88,7 +88,7 @@ TEST_F(CommandFile, AFileIsNotReadAgainInsideItself) {
     // b names a by two other spellings; each is refused, and both files go on.
     const std::string a = dir.path("a.cmd"), aAgain = dir.path("./a.cmd"), link = dir.path("link.cmd");
     std::filesystem::create_symlink(a, link);
-    const std::string b = dir.write("b.cmd", "[Dravik]\nc=" + aAgain + "\nc=" + link + "\nDvExportFile=b\n");
+    const std::string b = dir.write("b.cmd", "[Dravik]\nc=" + aAgain + "\nC=" + link + "\nDvExportFile=b\n");
     dir.write("a.cmd", "[Dravik]\nc=" + b + "\nDvImportFile=a\n");
     ::testing::internal::CaptureStderr();
     EXPECT_TRUE(parseCommandFile(a));

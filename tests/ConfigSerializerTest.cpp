@@ -25,33 +25,26 @@ std::string written(std::list<ConfigParameter> parameters) {
 
 TEST(ConfigSerializer, WritesTheHeadLinesThenEachAlternativeInItsForm) {
     EXPECT_EQ(written({}), "[Dravik]\nDvLoadDefaults=true\n");
-    ConfigSerializer serializer({{"None", ConfigValue()},
-                                 {"Text", ConfigValue(std::string("a=b \"c\""))},
-                                 {"Tenth", ConfigValue(0.1)},
-                                 {"One", ConfigValue(1.0)},
-                                 {"Huge", ConfigValue(1e20)},
-                                 {"Count", ConfigValue(42)},
-                                 {"Flag", ConfigValue(true)}});
-    std::ostringstream os;
+    ConfigSerializer serializer({{"None", ConfigValue()}, {"Text", ConfigValue(std::string("a=b \"c\""))},
+                                 {"Tenth", ConfigValue(0.1)}, {"One", ConfigValue(1.0)}, {"Huge", ConfigValue(1e20)},
+                                 {"Count", ConfigValue(42)}, {"Flag", ConfigValue(true)}});
+    std::ostringstream os, hex;
     os << std::noboolalpha;
     serializer.write(os);
-    EXPECT_EQ(os.str(), "[Dravik]\nDvLoadDefaults=true\nNone=<empty>\nText=a=b \"c\"\nTenth=0.10000000000000001\nOne=1\n"
-                        "Huge=1e+20\nCount=42\nFlag=true\n");
+    EXPECT_EQ(os.str(), "[Dravik]\nDvLoadDefaults=true\nNone=<empty>\nText=a=b \"c\"\nTenth=0.10000000000000001\n"
+                        "One=1\nHuge=1e+20\nCount=42\nFlag=true\n");
     EXPECT_EQ(os.precision(), 17);
     EXPECT_TRUE(os.flags() & std::ios::boolalpha);
-
     // Written again, the same; the integer base stays the caller's.
-    std::ostringstream hex;
     hex << std::hex;
     serializer.write(hex);
     EXPECT_NE(hex.str().find("\nCount=2a\n"), std::string::npos);
 }
 
 TEST(ConfigSerializer, MovesLeaveTheSourceEmpty) {
-    ConfigSerializer original({{"A", ConfigValue(1)}});
+    ConfigSerializer original({{"A", ConfigValue(1)}}), assigned({{"B", ConfigValue(2)}});
     ConfigSerializer moved(std::move(original));
     EXPECT_TRUE(original.parameters.empty());
-    ConfigSerializer assigned({{"B", ConfigValue(2)}});
     assigned = std::move(moved);
     EXPECT_TRUE(moved.parameters.empty());
     ASSERT_EQ(assigned.parameters.size(), 1u);
@@ -100,9 +93,9 @@ protected:
 
 TEST_F(ConfigRoundTrip, ReadingTheTextBackGivesTheSameStore) {
     using Assignments = std::vector<std::pair<const char*, const char*>>;
-    for (const auto& [name, value] : Assignments{{"ToolArcPrecValue", "64"}, {"ToolCropX0", "0.1"}, {"ToolCropX1", "1e20"},
-                                                 {"DvImportFile", "in=out.gds"}, {"DxfOutFlatten", "true"},
-                                                 {"CifOutHeader", "(header)"}})
+    for (const auto& [name, value] : Assignments{{"ToolArcPrecValue", "64"}, {"ToolCropX0", "0.1"},
+                                                 {"ToolCropX1", "1e20"}, {"DvImportFile", "in=out.gds"},
+                                                 {"DxfOutFlatten", "true"}, {"CifOutHeader", "(header)"}})
         setOption(name, value);
     const auto before = recordEverything();
     ASSERT_GE(before.size(), 6u);
@@ -112,8 +105,9 @@ TEST_F(ConfigRoundTrip, ReadingTheTextBackGivesTheSameStore) {
     const std::string file = dir.write("run.cmd", written(parameters));
 
     // Another run changes listed and unlisted options, persistent ones too.
-    for (const auto& [name, value] : Assignments{{"ToolArcPrecValue", "5"}, {"ToolCropX1", "2"}, {"DvImportFile", "other.gds"},
-                                                 {"ToolQuasiCircleMinFacets", "7"}, {"DvExitWhenFinished", "1"}})
+    for (const auto& [name, value] : Assignments{{"ToolArcPrecValue", "5"}, {"ToolCropX1", "2"},
+                                                 {"DvImportFile", "other.gds"}, {"ToolQuasiCircleMinFacets", "7"},
+                                                 {"DvExitWhenFinished", "1"}})
         setOption(name, value);
     EXPECT_TRUE(parseCommandFile(file));
     EXPECT_EQ(recordEverything(), before);

@@ -119,18 +119,15 @@ TEST_F(OptionQueries, ModesMapTheirOptions) {
     using namespace dv::geom;
     for (bool on : {false, true}) {
         setOptionBoolean("ToolAutoFlatten", on);
-        EXPECT_EQ(getOption<CellHierarchy>(false), on ? CellHierarchy::Flatten : CellHierarchy::Keep);
         setOptionBoolean("ToolKeepInternalEdges", on);
-        EXPECT_EQ(getOption<EdgePolicy>(false), on ? EdgePolicy::KeepInternalEdges : EdgePolicy::RemoveInternalEdges);
         setOptionBoolean("ToolEvenOddFill", on);
+        setOptionInt("ToolShapeFilter", on ? 7 : 0);  // any other number than 0 is on
+        setOptionInt("ToolExtractionHolesMode", on ? -1 : 0);
+        EXPECT_EQ(getOption<CellHierarchy>(false), on ? CellHierarchy::Flatten : CellHierarchy::Keep);
+        EXPECT_EQ(getOption<EdgePolicy>(false), on ? EdgePolicy::KeepInternalEdges : EdgePolicy::RemoveInternalEdges);
         EXPECT_EQ(getOption<FillRule>(false), on ? FillRule::EvenOdd : FillRule::NonZero);
-    }
-    for (int value : {0, 1, 7, -1}) {
-        setOptionInt("ToolShapeFilter", value);
-        EXPECT_EQ(getOption<ShapeFilter>(false), value ? ShapeFilter::FilteredShapes : ShapeFilter::AllShapes);
-        setOptionInt("ToolExtractionHolesMode", value);
-        EXPECT_EQ(getOption<ExtractHolesMode>(false),
-                  value ? ExtractHolesMode::WithHoles : ExtractHolesMode::OutlinesOnly);
+        EXPECT_EQ(getOption<ShapeFilter>(false), on ? ShapeFilter::FilteredShapes : ShapeFilter::AllShapes);
+        EXPECT_EQ(getOption<ExtractHolesMode>(false), on ? ExtractHolesMode::WithHoles : ExtractHolesMode::OutlinesOnly);
     }
 }
 

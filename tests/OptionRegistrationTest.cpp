@@ -88,11 +88,9 @@ TEST_F(OptionRegistration, RecorderLearnsEachRegisteredDefaultWithItsType) {
     registerOptionString("RegText", "abc", "", true);
     registerOptionBoolean("RegFlag", true, "", true);
     registerOptionUnits("RegUnits", Unit::Mil, "", true);
-    getOptionInt("RegInt", true);
-    getOptionReal("RegReal", true);
-    getOptionString("RegText", true);
-    getOptionBoolean("RegFlag", true);
-    getOptionUnits("RegUnits", true);
+    std::string text;
+    for (const char* name : {"RegInt", "RegReal", "RegText", "RegFlag", "RegUnits"})
+        EXPECT_TRUE(getOption(name, text, true)) << name;
     EXPECT_TRUE(listed().empty());
     setOptionUnits("RegUnits", Unit::Foot);
     getOptionUnits("RegUnits", true);

@@ -2,7 +2,6 @@
 
 #include "OptionTables.h"
 #include "support/StoredEntries.h"
-#include "support/TempDir.h"
 #include "support/TestApp.h"
 
 #include <gtest/gtest.h>
@@ -17,7 +16,6 @@ using ::testing::KilledBySignal;
 class SetOption : public test::WithApp, public ::testing::Test {
 protected:
     void SetUp() override { internal::buildOptionTables(); }
-    int integer(const char* key) { return registry().readIntEntry("Integer", key, -12345); }
 };
 
 struct Assignment {
@@ -32,14 +30,11 @@ TEST_F(SetOption, StoresEachTypeUnderTheRowsNameAfterOldAndShortNames) {
         {"DvImportFile", "", "String/DvImportFile=\n"},
         {"I", "in.gds", "String/DvImportFile=in.gds\n"},
         {"o", "out.cif", "String/DvExportFile=out.cif\n"},
-        // Booleans read words or, as "%d" does, a leading 0 or 1; empty is on.
+        // Booleans take words or, as "%d" reads, a leading 0 or 1; empty is on.
         {"q", "", "Boolean/DvExitWhenFinished=1\n"},
-        {"DxfOutFlatten", "1abc", "Boolean/DxfOutFlatten=1\n"},
-        {"DxfOutFlatten", "0.5", "Boolean/DxfOutFlatten=0\n"},
-        {"DxfOutFlatten", " 1", "Boolean/DxfOutFlatten=1\n"},
-        {"DxfOutFlatten", "No", "Boolean/DxfOutFlatten=0\n"},
-        {"DxfOutFlatten", "YES", "Boolean/DxfOutFlatten=1\n"},
-        {"DxfOutFlatten", "False", "Boolean/DxfOutFlatten=0\n"},
+        {"DxfOutFlatten", "1abc", "Boolean/DxfOutFlatten=1\n"}, {"DxfOutFlatten", "0.5", "Boolean/DxfOutFlatten=0\n"},
+        {"DxfOutFlatten", " 1", "Boolean/DxfOutFlatten=1\n"},   {"DxfOutFlatten", "No", "Boolean/DxfOutFlatten=0\n"},
+        {"DxfOutFlatten", "YES", "Boolean/DxfOutFlatten=1\n"},  {"DxfOutFlatten", "False", "Boolean/DxfOutFlatten=0\n"},
         {"ToolArcPrecValue", "12abc", "Integer/ToolArcPrecValue=12\n"},
         {"ToolArcPrecValue", "TRUE", "Integer/ToolArcPrecValue=1\n"},
         {"ToolArcPrecValue", "false", "Integer/ToolArcPrecValue=0\n"},
@@ -47,10 +42,8 @@ TEST_F(SetOption, StoresEachTypeUnderTheRowsNameAfterOldAndShortNames) {
         {"ToolArcPrecValue", "+5", "Integer/ToolArcPrecValue=5\n"},
         {"ToolArcPrecValue", "2147483647", "Integer/ToolArcPrecValue=2147483647\n"},
         {"ToolArcPrecValue", "-2147483648", "Integer/ToolArcPrecValue=-2147483648\n"},
-        {"toolCROPx0", "2.5mm", "Real/ToolCropX0=2.5\n"},
-        {"ToolCropX0", " -1e3", "Real/ToolCropX0=-1000\n"},
-        {"ToolCropX0", "0x1p3", "Real/ToolCropX0=8\n"},
-        {"ToolCropX0", ".5", "Real/ToolCropX0=0.5\n"},
+        {"toolCROPx0", "2.5mm", "Real/ToolCropX0=2.5\n"}, {"ToolCropX0", " -1e3", "Real/ToolCropX0=-1000\n"},
+        {"ToolCropX0", "0x1p3", "Real/ToolCropX0=8\n"},   {"ToolCropX0", ".5", "Real/ToolCropX0=0.5\n"},
         // Names of earlier releases, in any case.
         {"dvcropx0", "1.5", "Real/ToolCropX0=1.5\n"},
         {"DvMergeKeepBoundaries", "true", "Boolean/ToolKeepInternalEdges=1\n"},
@@ -64,7 +57,13 @@ TEST_F(SetOption, StoresEachTypeUnderTheRowsNameAfterOldAndShortNames) {
     }
 }
 
-TEST_F(SetOption, UnknownNamesWarnAndStoreNothing) {
+TEST_F(SetOption, LoadDefaultsTakesEmptyTrueOrYesAndUnknownNamesStoreNothing) {
+    for (const char* value : {"", "TRUE", "yEs"}) {
+        registry().writeIntEntry("Integer", "ToolArcPrecValue", 64);  // persistent
+        EXPECT_TRUE(setOption("dvloaddefaults", value)) << value;
+        EXPECT_EQ(registry().readIntEntry("Integer", "ToolArcPrecValue", 0), 32) << value;
+    }
+    registry().clear();
     const Assignment cases[] = {
         {"Q", "1", "Q"},  // a boolean's short name keeps its case
         {"DvCropAddBounds", "1", "ToolCropAddBounds"},  // the current name has no row
@@ -81,47 +80,25 @@ TEST_F(SetOption, UnknownNamesWarnAndStoreNothing) {
     EXPECT_EQ(getOptionInt("DvProgramType", false), 0);
 }
 
-TEST_F(SetOption, CommandNamesReadFilesAndLoadDefaultsTakesEmptyTrueOrYes) {
-    test::TempDir dir;
-    const std::string file = dir.write("a.cmd", "[Dravik]\nToolArcPrecValue=64\n");
-    EXPECT_TRUE(setOption("dvCOMMANDfile", file));
-    EXPECT_EQ(integer("ToolArcPrecValue"), 64);
-    registry().clear();
-    EXPECT_TRUE(setOption("C", file));
-    EXPECT_EQ(integer("ToolArcPrecValue"), 64);
-    EXPECT_TRUE(setOption("c", ""));
-    EXPECT_TRUE(setOption("c", dir.path("missing.cmd")));
-
-    for (const char* value : {"", "TRUE", "yEs"}) {
-        registry().writeIntEntry("Integer", "ToolArcPrecValue", 64);  // persistent
-        EXPECT_TRUE(setOption("dvloaddefaults", value)) << value;
-        EXPECT_EQ(integer("ToolArcPrecValue"), 32) << value;
-    }
-}
-
 using SetOptionDeathTest = SetOption;
 
 TEST_F(SetOptionDeathTest, MissingOrUnconvertibleNumbersAreFatal) {
+    // A value is missing only after the strings and booleans are searched.
     const Assignment cases[] = {
-        // Checked after strings and booleans, before integers and reals.
-        {"ToolArcPrecValue", "", "Missing parameter for option: ToolArcPrecValue"},
-        {"ToolCropX0", "", "Missing parameter for option: ToolCropX0"},
-        {"NoSuchOption", "", "Missing parameter for option: NoSuchOption"},
-        {"Q", "", "Missing parameter for option: Q"},
-        {"DvArcPrecValue", "", "Missing parameter for option: ToolArcPrecValue"},
-        {"DvExitWhenFinished", "2", "Invalid numeric parameter for option: DvExitWhenFinished"},
-        {"DvExitWhenFinished", "-1", "Invalid numeric parameter for option: DvExitWhenFinished"},
-        {"DvExitWhenFinished", "out.gds", "Invalid numeric parameter for option: DvExitWhenFinished"},
-        {"ToolArcPrecValue", "yes", "Invalid numeric parameter for option: ToolArcPrecValue"},
-        {"ToolArcPrecValue", "4294967297", "Invalid numeric parameter for option: ToolArcPrecValue"},
-        {"ToolArcPrecValue", "-2147483649", "Invalid numeric parameter for option: ToolArcPrecValue"},
-        {"ToolCropX0", "true", "Invalid numeric parameter for option: ToolCropX0"},
-        {"ToolCropX0", "0x", "Invalid numeric parameter for option: ToolCropX0"},
-        {"DvArcPrecValue", "abc", "Invalid numeric parameter for option: ToolArcPrecValue"},
+        {"ToolArcPrecValue", "", "ToolArcPrecValue"},       {"ToolCropX0", "", "ToolCropX0"},
+        {"NoSuchOption", "", "NoSuchOption"},               {"Q", "", "Q"},
+        {"DvArcPrecValue", "", "ToolArcPrecValue"},         {"DvExitWhenFinished", "2", "DvExitWhenFinished"},
+        {"DvExitWhenFinished", "-1", "DvExitWhenFinished"}, {"DvExitWhenFinished", "out.gds", "DvExitWhenFinished"},
+        {"ToolArcPrecValue", "yes", "ToolArcPrecValue"},    {"ToolArcPrecValue", "4294967297", "ToolArcPrecValue"},
+        {"ToolArcPrecValue", "-2147483649", "ToolArcPrecValue"},
+        {"ToolCropX0", "true", "ToolCropX0"},               {"ToolCropX0", "0x", "ToolCropX0"},
+        {"DvArcPrecValue", "abc", "ToolArcPrecValue"},
     };
-    for (const auto& [name, value, message] : cases)
-        EXPECT_EXIT(setOption(name, value), KilledBySignal(SIGABRT), "^" + std::string(message) + "\n$")
+    for (const auto& [name, value, reported] : cases) {
+        const std::string message = std::string(*value ? "Invalid numeric" : "Missing") + " parameter for option: ";
+        EXPECT_EXIT(setOption(name, value), KilledBySignal(SIGABRT), "^" + message + reported + "\n$")
             << name << " = " << value;
+    }
 }
 
 }  // namespace
