@@ -55,15 +55,11 @@ TEST_F(OptionRegistration, RowsBeforeTheBuildLieInFrontRowsAfterBehind) {
 
 TEST_F(OptionRegistration, RegisteredRowsMeetAssignmentAndTheCommandLine) {
     buildOptionTables();
-    const auto sizes = [] {
-        return std::vector{intOptions.size(), realOptions.size(), stringOptions.size(), boolOptions.size()};
-    };
-    const auto before = sizes();
     registerOptionInt("", 1, "x", true);  // an empty name is ignored
     registerOptionReal("", 1.0, "", true);
     registerOptionString("", "a", "", false);
     registerOptionBoolean("", true, "", true);
-    EXPECT_EQ(sizes(), before);
+    EXPECT_FALSE(findIntOption("") || findRealOption("") || findStringOption("") || findBoolOption(""));
     registerOptionInt("MeshDensity", 12, "x", true);
     registerOptionBoolean("DryRun", false, "", false);
     std::string text;
