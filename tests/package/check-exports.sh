@@ -7,7 +7,7 @@ bad=$(grep -E 'internal|buildOptionTables|OptionIndex|builtin[A-Z]|NameCache|loa
 if [ -n "$bad" ]; then
   echo "internal symbols exported:"; echo "$bad"; exit 1
 fi
-for name in 'dv::env::getOptionInt' 'dv::env::optionsRecorder()' 'writeLog' 'dv::env::OptionsConfigRecorder::record' 'dv::env::AppLog::redirectToFile' \
+for name in 'dv::env::getOptionInt' 'dv::env::optionsRecorder()' 'writeLog' 'dv::env::OptionsConfigRecorder::record' 'dv::env::AppLog::redirectToFile' 'dv::env::AppLog::emailLog' \
             'dv::env::programVersion[abi:cxx11](bool)' 'dv::env::programVersionW[abi:cxx11](bool)' \
             'dv::env::programVersionNumber()' 'dv::env::DataTargetString::get' 'dv::env::DataTargetBool::metaClass' \
             'dv::env::EventLog::addLog' 'dv::env::Event::Event(dv::env::Event&&)'; do

@@ -3,6 +3,7 @@
 // The sub-commands of the host tool. Each takes the arguments behind its name
 // and returns the process's exit status.
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,12 @@ int runApplication(const Arguments& args);
 int writeReport(const Arguments& args);
 int openDialog(const Arguments& args);
 int foldEvents(const Arguments& args);
+int crash(const Arguments& args);
+int extractDump(const Arguments& args);
+
+// Where a user's application state lives by the desktop's conventions: the
+// log of `report` and `crash` when no --log is given.
+std::filesystem::path defaultLogPath();
 
 // Exit status for a command used wrongly or given bad input.
 inline constexpr int badInput = 2;

@@ -13,17 +13,12 @@
 
 namespace dvenv {
 
-namespace {
-
-// Where a user's application state lives by the desktop's conventions.
 std::filesystem::path defaultLogPath() {
     const char* state = std::getenv("XDG_STATE_HOME");
     const char* home = std::getenv("HOME");
     std::filesystem::path base = state && *state ? state : std::filesystem::path(home ? home : ".") / ".local/state";
     return base / "dravik" / "dravik.log";
 }
-
-}  // namespace
 
 int writeReport(const Arguments& args) {
     std::filesystem::path path;

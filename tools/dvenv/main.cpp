@@ -31,6 +31,8 @@ const std::map<std::string, Command>& commands() {
                                         "                          and write the program, system and hardware reports"}},
         {"dialog", {dvenv::openDialog, "dialog                  open an options dialog bound to options (needs X)"}},
         {"events", {dvenv::foldEvents, "events FILE             fold a file of messages into an event log and print it"}},
+        {"crash", {dvenv::crash, "crash [--log FILE]      point the log at FILE (default ~/.local/state/dravik/dravik.log) and fault on purpose"}},
+        {"dump-extract", {dvenv::extractDump, "dump-extract LOG OUT    write the last memory dump of the log LOG to the file OUT"}},
     };
     return table;
 }

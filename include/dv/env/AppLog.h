@@ -21,6 +21,15 @@ namespace dv::env {
 ///
 /// Nothing is locked: redirect and destroy an `AppLog` while no other thread
 /// writes to its stream.
+///
+/// Building an `AppLog` also installs, for the rest of the process, a handler
+/// of fatal faults (bad memory access, illegal instruction, arithmetic fault,
+/// abort and so an uncaught exception) on every thread. It writes a diagnosis
+/// and a memory dump, which a debugger opens, as Base64 lines into
+/// `std::clog`, asks the user whether to send the report ("Dravik Error"), and
+/// mails the log if so (`emailLog`); then the process ends by the fault's
+/// default course. The thread that builds the `AppLog` gets an alternate
+/// stack for the handler, so that even a stack overflow there is reported.
 class DV_ENV_EXPORT AppLog {
 public:
     /// Works on `stream`, which must outlive the `AppLog`. Nothing is
@@ -82,6 +91,20 @@ public:
     /// Blocks until all measuring is done; while a processor is measured the
     /// process runs at realtime priority where it is allowed to.
     void logHardwareInfo() const;
+
+    /// Gets the log file (`getLogPath`) to support. Where a mail client takes
+    /// mail over (`xdg-email` on the executable search path), it opens a mail
+    /// to the support address with the log attached; the user sends it. Where
+    /// there is none, or it fails, the log is copied to "Dravik 9 Log.txt" in
+    /// the user's home directory and a message tells the user to mail that
+    /// file to the support address. Blocks until the mail is handed over or
+    /// the message is closed:
+    ///
+    ///     dv::env::AppLog::emailLog("Error Report", "Dravik Error Report (attached).");
+    ///
+    /// The crash handler that every `AppLog` installs calls it when the user
+    /// agrees to send a crash report.
+    static void emailLog(const char* subject, const char* text);
 
 private:
     struct Impl;

@@ -1,0 +1,15 @@
+#pragma once
+
+// A memory dump of this process, in the minidump format that debuggers open.
+
+#include "platform/Faults.h"
+
+namespace dv::env::internal::platform {
+
+// Writes a dump of the running process into the open, empty file `file`,
+// naming the faulting thread and the fault of `fault`. Runs on the faulting
+// thread inside the fault handler: it allocates no heap memory and takes no
+// lock. False if the dump could not be written whole.
+bool writeMiniDump(int file, const FaultContext& fault);
+
+}  // namespace dv::env::internal::platform

@@ -1,0 +1,142 @@
+#include "platform/linux/Signals.h"
+
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
+
+namespace dv::env::internal::platform {
+
+std::uint32_t faultCode(int signal, int code, bool nearStackPointer) {
+    switch (signal) {
+    case SIGSEGV:
+        return nearStackPointer ? 0xc00000fd : 0xc0000005;
+    case SIGBUS:
+        return code == BUS_ADRALN ? 0x80000002 : 0xc0000006;
+    case SIGILL:
+        return code == ILL_PRVOPC || code == ILL_PRVREG ? 0xc0000096 : 0xc000001d;
+    case SIGFPE:
+        switch (code) {
+        case FPE_INTDIV: return 0xc0000094;
+        case FPE_INTOVF: return 0xc0000095;
+        case FPE_FLTDIV: return 0xc000008e;
+        case FPE_FLTOVF: return 0xc0000091;
+        case FPE_FLTUND: return 0xc0000093;
+        case FPE_FLTRES: return 0xc000008f;
+        case FPE_FLTSUB: return 0xc000008c;
+        default: return 0xc0000090;
+        }
+    case SIGABRT:
+        return 0x40000015;
+    default:
+        return 0xe0000000u | static_cast<std::uint32_t>(signal);
+    }
+}
+
+namespace {
+
+constexpr int fatalSignals[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT};
+
+std::atomic<FaultHandler> installedHandler{nullptr};
+
+// Threads now in the handler, by kernel thread id: a fault of one of them is
+// a fault inside the handler. Threads that fault at the same time each run
+// the handler; beyond the table's size they run it unmarked.
+std::atomic<pid_t> threadsInHandler[32];
+
+pid_t currentThread() { return static_cast<pid_t>(::syscall(SYS_gettid)); }
+
+// Ends the process by the signal's default action: the signal is sent again
+// and waits, blocked, until the handler returns.
+void endByDefaultAction(int signal) {
+    struct sigaction action {};
+    action.sa_handler = SIG_DFL;
+    sigemptyset(&action.sa_mask);
+    ::sigaction(signal, &action, nullptr);
+    ::syscall(SYS_tgkill, ::getpid(), currentThread(), signal);
+}
+
+bool nearStackPointer(const siginfo_t* info, const ucontext_t* context) {
+    if (info->si_signo != SIGSEGV || info->si_code <= 0 || !context)
+        return false;
+    const auto address = reinterpret_cast<std::uintptr_t>(info->si_addr);
+    const auto stack = static_cast<std::uintptr_t>(context->uc_mcontext.gregs[REG_RSP]);
+    constexpr std::uintptr_t reach = 64 * 1024;
+    return address + reach >= stack && address < stack + reach;
+}
+
+void onSignal(int signal, siginfo_t* info, void* rawContext) {
+    const pid_t self = currentThread();
+    for (auto& entry : threadsInHandler) {
+        if (entry.load() == self) {
+            endByDefaultAction(signal);
+            return;
+        }
+    }
+    // The mark stays: the process ends before this thread could fault anew.
+    for (auto& entry : threadsInHandler) {
+        pid_t expected = 0;
+        if (entry.compare_exchange_strong(expected, self))
+            break;
+    }
+
+    const auto* context = static_cast<const ucontext_t*>(rawContext);
+    const FaultContext faultContext{signal, info, context, self};
+    const Fault fault{faultCode(signal, info->si_code, nearStackPointer(info, context)), &faultContext};
+    if (const FaultHandler handler = installedHandler.load())
+        handler(fault);
+    endByDefaultAction(signal);
+}
+
+}  // namespace
+
+bool giveThreadAlternateStack() {
+    // The handler writes the log and starts the dialog from here; a guard
+    // page below makes an overflow of this stack a fault, not a corruption.
+    const std::size_t page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    const std::size_t minimum = static_cast<std::size_t>(::sysconf(_SC_MINSIGSTKSZ));
+    std::size_t size = 256 * 1024;
+    if (size < 4 * minimum)
+        size = (4 * minimum + page - 1) / page * page;
+
+    // One as large is kept (ours from an earlier call); a smaller one, such
+    // as a sanitizer's, is replaced.
+    stack_t current {};
+    if (::sigaltstack(nullptr, &current) == 0 && !(current.ss_flags & SS_DISABLE) && current.ss_size >= size)
+        return true;
+    void* memory = ::mmap(nullptr, size + page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK, -1, 0);
+    if (memory == MAP_FAILED)
+        return false;
+    ::mprotect(memory, page, PROT_NONE);
+
+    stack_t stack {};
+    stack.ss_sp = static_cast<char*>(memory) + page;
+    stack.ss_size = size;
+    if (::sigaltstack(&stack, nullptr) != 0) {
+        ::munmap(memory, size + page);
+        return false;
+    }
+    // Never freed: the thread keeps it while the handler stays installed.
+    return true;
+}
+
+void installFaultHandler(FaultHandler handler) {
+    installedHandler.store(handler);
+    giveThreadAlternateStack();
+
+    struct sigaction action {};
+    action.sa_sigaction = onSignal;
+    action.sa_flags = SA_SIGINFO | SA_ONSTACK;
+    // A second fatal signal while the handler runs stays blocked; raised by a
+    // fault, the system then ends the process at once by its default action.
+    sigemptyset(&action.sa_mask);
+    for (const int signal : fatalSignals)
+        sigaddset(&action.sa_mask, signal);
+    for (const int signal : fatalSignals)
+        ::sigaction(signal, &action, nullptr);
+}
+
+}  // namespace dv::env::internal::platform
