@@ -112,9 +112,14 @@ std::string run(const std::string& command) {
 }
 
 // Waits for a visible window of exactly this title, gives it the keyboard and
-// presses `keys`.
-bool pressInWindow(const std::string& title, const std::string& keys) {
-    for (int attempt = 0; attempt < 100; ++attempt) {
+// presses `keys`; gives up when `child` has ended without one.
+bool running(pid_t child) {
+    siginfo_t info{};
+    return ::waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == 0;
+}
+
+bool pressInWindow(pid_t child, const std::string& title, const std::string& keys) {
+    for (int attempt = 0; attempt < 100 && running(child); ++attempt) {
         const std::string window = run("xdotool search --onlyvisible --name '^" + title + "$' 2>/dev/null | head -1");
         if (!window.empty()) {
             std::this_thread::sleep_for(std::chrono::milliseconds(300));
@@ -137,7 +142,7 @@ TEST(Dialogs, OnADisplayAFoxDialogAsksWithYesAndNo) {
             ::_exit(body());
         }
         ::setpgid(child, child);
-        const bool pressed = pressInWindow(title, keys);
+        const bool pressed = pressInWindow(child, title, keys);
         if (!pressed)
             ::kill(-child, SIGKILL);
         EXPECT_TRUE(pressed) << "no window " << title;

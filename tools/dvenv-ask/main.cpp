@@ -14,6 +14,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -71,6 +72,9 @@ int main(int argc, char** argv) {
     app.init(fakeArgc, argv, false);
     if (app.openDisplay())
         return askOnDisplay(app, question, title, text);
+    // A display that was named but cannot be opened is worth a word.
+    if (const char* display = std::getenv("DISPLAY"); display && *display)
+        writeAll(STDERR_FILENO, std::string("dvenv-ask: cannot open the display ") + display + "\n");
 
     const int terminal = ::open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
     if (terminal >= 0)
