@@ -2,6 +2,7 @@
 
 #include "CaseBlindName.h"
 #include "OptionTables.h"
+#include "ToolApply.h"
 #include "platform/InputFile.h"
 
 #include <fx.h>
@@ -103,17 +104,7 @@ bool parseCommandFile(std::string_view path) {
             value = value.substr(1, value.size() - 2);
         if (value.empty())
             continue;
-        if (internal::CaseBlindName(name).matches("ToolApply")) {
-            // The first line of each file replaces the list, later ones append.
-            if (toolApplySeen) {
-                joined = getOptionString("ToolApply", false);
-                joined += ';';
-                joined += value;
-                value = joined;
-            }
-            toolApplySeen = true;
-        }
-        setOption(name, value);
+        setOption(name, internal::toolApplyValue(name, value, toolApplySeen, joined));
     }
     return true;
 }

@@ -1,7 +1,7 @@
 #include <dv/env/Options.h>
 
-#include "CaseBlindName.h"
 #include "OptionTables.h"
+#include "ToolApply.h"
 #include "platform/ErrorBox.h"
 
 #include <string>
@@ -36,16 +36,7 @@ bool parseCommandLine(int argc, char** const argv) {
             if (i + 1 < argc && argv[i + 1] != nullptr && argv[i + 1][0] != '-')
                 value = argv[++i];
         }
-        if (internal::CaseBlindName(name).matches("ToolApply")) {
-            if (toolApplySeen) {
-                joined = getOptionString("ToolApply", false);
-                joined += ';';
-                joined += value;
-                value = joined;
-            }
-            toolApplySeen = true;
-        }
-        if (setOption(name, value))
+        if (setOption(name, internal::toolApplyValue(name, value, toolApplySeen, joined)))
             assigned = true;
     }
     return assigned;

@@ -48,6 +48,20 @@ inline std::int32_t userValue(const FXTreeItem* item) {
     return static_cast<std::int32_t>(bits);
 }
 
+// The state a sender's command stands for: a tree list box's item carries it in
+// its user data, any other widget answers ID_GETINTVALUE. False when there is
+// none to give.
+inline bool senderState(FXObject* sender, FXObject* asker, bool fromTreeList, void* ptr, int& state) {
+    if (fromTreeList) {
+        const auto* item = static_cast<const FXTreeItem*>(ptr);
+        if (item == nullptr)
+            return false;
+        state = userValue(item);
+        return true;
+    }
+    return sender->handle(asker, FXSEL(SEL_COMMAND, FXWindow::ID_GETINTVALUE), &state) != 0;
+}
+
 // Tells the host's object about the option `name`; its answer only matters to
 // SEL_VERIFY.
 inline long tell(FXObject* target, FXSelector selector, FXuint type, FXObject* sender, const FXString& name) {

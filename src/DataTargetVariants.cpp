@@ -62,14 +62,8 @@ long DataTargetInt::onCmdValue(FXObject* sender, FXSelector sel, void* ptr) {
 
     const bool fromTreeList = isExactly(sender, FXTreeListBox::metaClass);
     int state = 0;
-    if (fromTreeList) {
-        const auto* item = static_cast<const FXTreeItem*>(ptr);
-        if (item == nullptr)
-            return 0;
-        state = userValue(item);
-    } else if (sender->handle(this, FXSEL(SEL_COMMAND, FXWindow::ID_GETINTVALUE), &state) == 0) {
+    if (!senderState(sender, this, fromTreeList, ptr, state))
         return 0;
-    }
 
     value = getOptionInt(optionName(name), false);
 
