@@ -2,14 +2,14 @@
 
 #include <dv/env/StampLog.h>
 
+#include "support/Command.h"
+#include "support/TempDir.h"
 #include "support/TestApp.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
-#include <fstream>
 #include <random>
 #include <sstream>
 #include <string>
@@ -18,7 +18,9 @@
 namespace dv::env::internal {
 namespace {
 
-std::string encode(const std::vector<unsigned char>& bytes, std::ptrdiff_t* result = nullptr) {
+using Bytes = std::vector<unsigned char>;
+
+std::string encode(const Bytes& bytes, std::ptrdiff_t* result = nullptr) {
     char out[73];
     const std::ptrdiff_t length = base64Encode(bytes.data(), bytes.size(), out);
     if (result)
@@ -26,54 +28,39 @@ std::string encode(const std::vector<unsigned char>& bytes, std::ptrdiff_t* resu
     return length < 0 ? std::string("<none>") : std::string(out);
 }
 
-std::vector<unsigned char> bytesOf(const std::string& text) { return {text.begin(), text.end()}; }
-
 TEST(Base64, MatchesTheRfcVectorsAndItsSizeLimit) {
-    const std::pair<const char*, const char*> vectors[] = {
+    const std::pair<std::string, std::string> vectors[] = {
         {"", ""}, {"f", "Zg=="}, {"fo", "Zm8="}, {"foo", "Zm9v"},
-        {"foob", "Zm9vYg=="}, {"fooba", "Zm9vYmE="}, {"foobar", "Zm9vYmFy"},
+        {"foob", "Zm9vYg=="}, {"fooba", "Zm9vYmE="}, {"foobar", "Zm9vYmFy"}, {std::string("\xfb\xff\0", 3), "+/8A"},
     };
     for (const auto& [plain, coded] : vectors) {
         std::ptrdiff_t length = -2;
-        EXPECT_EQ(encode(bytesOf(plain), &length), coded) << plain;
-        EXPECT_EQ(length, static_cast<std::ptrdiff_t>(std::string(coded).size()));
+        EXPECT_EQ(encode(Bytes(plain.begin(), plain.end()), &length), coded) << plain;
+        EXPECT_EQ(length, static_cast<std::ptrdiff_t>(coded.size()));
     }
-
-    // Both characters beyond the letters and digits, and a zero byte.
-    EXPECT_EQ(encode({0xfb, 0xff, 0x00}), "+/8A");
-
     std::ptrdiff_t length = 0;
-    EXPECT_EQ(encode(std::vector<unsigned char>(54, 0xa5), &length).size(), 72u);
-    EXPECT_EQ(length, 72);
-    // 55 bytes would need 76 characters.
-    encode(std::vector<unsigned char>(55, 0xa5), &length);
+    EXPECT_EQ(encode(Bytes(54, 0xa5), &length).size(), 72u);
+    encode(Bytes(55, 0xa5), &length);  // would need 76 characters
     EXPECT_EQ(length, -1);
 }
 
-// The dump's lines, joined, are the Base64 of the whole dump: 54 bytes are
+// The dump's lines, joined, are the Base64 of the whole dump, as 54 bytes are
 // whole groups of three. Tails of every padding.
 TEST(Base64, AgreesWithTheSystemsBase64CommandOnRandomData) {
     std::mt19937 random(20240611);
-    const std::string file = ::testing::TempDir() + "base64-data";
+    const test::TempDir dir;
+    const std::string file = dir.path("data");
     for (const std::size_t tail : {0, 1, 2, 53}) {
-        std::vector<unsigned char> data(54 * 40 + tail);
-        for (auto& byte : data)
-            byte = static_cast<unsigned char>(random());
-        std::ofstream(file, std::ios::binary).write(reinterpret_cast<const char*>(data.data()),
-                                                   static_cast<std::streamsize>(data.size()));
+        Bytes data(54 * 40 + tail);
+        std::generate(data.begin(), data.end(), [&] { return static_cast<unsigned char>(random()); });
+        dir.write("data", {reinterpret_cast<const char*>(data.data()), data.size()});
         std::string joined;
-        for (std::size_t at = 0; at < data.size(); at += 54)
-            joined += encode({data.begin() + static_cast<std::ptrdiff_t>(at),
-                              data.begin() + static_cast<std::ptrdiff_t>(std::min(at + 54, data.size()))});
+        for (auto at = data.begin(); at < data.end(); at += std::min<std::ptrdiff_t>(54, data.end() - at))
+            joined += encode({at, at + std::min<std::ptrdiff_t>(54, data.end() - at)});
 
-        std::FILE* pipe = ::popen(("base64 -w0 '" + file + "'").c_str(), "r");
-        ASSERT_NE(pipe, nullptr);
-        std::string expected;
-        char buffer[4096];
-        while (const std::size_t got = std::fread(buffer, 1, sizeof(buffer), pipe))
-            expected.append(buffer, got);
-        ASSERT_EQ(::pclose(pipe), 0);
-        EXPECT_EQ(joined, expected) << "tail of " << tail << " bytes";
+        int status = -1;
+        EXPECT_EQ(joined, test::commandOutput("base64 -w0 '" + file + "'", &status)) << "tail of " << tail;
+        EXPECT_EQ(status, 0);
     }
 }
 
@@ -81,168 +68,118 @@ TEST(Base64, AgreesWithTheSystemsBase64CommandOnRandomData) {
 // record of what the filter asked for.
 class FakeSystem : public CrashSystem {
 public:
-    std::vector<unsigned char> dump;
-    bool canCreate = true;
-    bool canWrite = true;
+    Bytes dump;
+    bool canCreate = true, canWrite = true, answer = false;
     std::size_t failReadAfter = SIZE_MAX;  // bytes read before a read fails
-    bool answer = false;
-
     std::vector<std::string> calls;
     std::string title, question, subject, body;
 
     void reportToSystem(const CrashReport&) override { calls.push_back("report"); }
-    bool createDumpFile() override {
-        calls.push_back("create");
-        return canCreate;
-    }
-    bool writeDump(const CrashReport&) override {
-        calls.push_back("write");
-        return canWrite;
-    }
-    void rewindDump() override {
-        calls.push_back("rewind");
-        position = 0;
-    }
+    bool createDumpFile() override { return calls.push_back("create"), canCreate; }
+    bool writeDump(const CrashReport&) override { return calls.push_back("write"), canWrite; }
+    void rewindDump() override { calls.push_back("rewind"), position = 0; }
+    void closeDump() override { calls.push_back("close"); }
     std::ptrdiff_t readDump(unsigned char* buffer, std::size_t size) override {
         if (position >= failReadAfter)
             return -1;
-        const std::size_t left = dump.size() - position;
-        const std::size_t part = size < left ? size : left;
-        std::copy(dump.begin() + static_cast<std::ptrdiff_t>(position),
-                  dump.begin() + static_cast<std::ptrdiff_t>(position + part), buffer);
+        const std::size_t part = std::min(size, dump.size() - position);
+        std::copy_n(dump.begin() + static_cast<std::ptrdiff_t>(position), part, buffer);
         position += part;
         return static_cast<std::ptrdiff_t>(part);
     }
-    void closeDump() override { calls.push_back("close"); }
     bool askYesNo(const char* caption, const char* text) override {
-        calls.push_back("ask");
-        title = caption;
-        question = text;
-        return answer;
+        return calls.push_back("ask"), title = caption, question = text, answer;
     }
     void emailLog(const char* mailSubject, const char* text) override {
-        calls.push_back("mail");
-        subject = mailSubject;
-        body = text;
+        calls.push_back("mail"), subject = mailSubject, body = text;
     }
 
 private:
     std::size_t position = 0;
 };
 
-std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);)
-        lines.push_back(line);
-    return lines;
-}
+using Lines = std::vector<std::string>;
 
 class CrashFilterLog : public ::testing::Test {
 protected:
-    std::vector<std::string> run(const CrashReport& report) {
+    // Runs the filter on a fresh log and gives its lines, stamps cut off.
+    Lines run(const CrashReport& report) {
+        log.reset();
         EXPECT_EQ(crashFilter(report, system), 1);
-        return linesOf(log.text());
+        Lines lines;
+        std::istringstream in(log.text());
+        for (std::string line; std::getline(in, line);)
+            lines.push_back(line.rfind("AppLog          :", 0) == 0 ? line.substr(24) : "raw " + line);
+        return lines;
+    }
+    void dumpOf(std::size_t size) {
+        system.dump.resize(size);
+        for (std::size_t i = 0; i < size; ++i)
+            system.dump[i] = static_cast<unsigned char>(i * 7 + 3);
+    }
+    std::string lineOf(std::size_t from, std::size_t to) {
+        return "raw " + encode({system.dump.begin() + static_cast<std::ptrdiff_t>(from),
+                                system.dump.begin() + static_cast<std::ptrdiff_t>(to)});
     }
 
     test::ClogCapture log;
     FakeSystem system;
 };
 
-const std::string stamp = "AppLog          :";
-const char* const questionText =
-    "Dravik has encountered a problem a needs to close.\nWe are sorry for the inconvenience.\n\n"
-    "Please tell us about the problem. We have created\nan error report that you can send to help us improve\n"
-    "Dravik.\n\nWould you like to send this report now ?";
-
-bool isStamped(const std::string& line, const std::string& message) {
-    return line.rfind(stamp, 0) == 0 && line.size() > 24 && line.substr(24) == message;
-}
-
-std::vector<unsigned char> pattern(std::size_t size) {
-    std::vector<unsigned char> bytes(size);
-    for (std::size_t i = 0; i < size; ++i)
-        bytes[i] = static_cast<unsigned char>(i * 7 + 3);
-    return bytes;
-}
-
 TEST_F(CrashFilterLog, FaultWritesTheCodeTheDumpBetweenMarkersAndAsks) {
-    system.dump = pattern(108);
-    const auto lines = run(CrashReport{0xc0000005});
-
-    ASSERT_EQ(lines.size(), 6u);
-    EXPECT_TRUE(isStamped(lines[0], "Unhandled exception: c0000005")) << lines[0];
-    EXPECT_TRUE(isStamped(lines[1], "Memory Mini-Dump Begin")) << lines[1];
-    EXPECT_EQ(lines[2], encode({system.dump.begin(), system.dump.begin() + 54}));
-    EXPECT_EQ(lines[3], encode({system.dump.begin() + 54, system.dump.end()}));
-    EXPECT_EQ(lines[4], "");  // a multiple of 54 bytes ends in an empty block
-    EXPECT_TRUE(isStamped(lines[5], "Memory Mini-Dump End")) << lines[5];
-
-    EXPECT_EQ(system.calls, (std::vector<std::string>{"report", "create", "write", "rewind", "close", "ask"}));
+    dumpOf(108);  // a multiple of 54 bytes ends in an empty block
+    EXPECT_EQ(run(CrashReport{0xc0000005}), (Lines{"Unhandled exception: c0000005", "Memory Mini-Dump Begin",
+                                                   lineOf(0, 54), lineOf(54, 108), "raw ", "Memory Mini-Dump End"}));
+    EXPECT_EQ(system.calls, (Lines{"report", "create", "write", "rewind", "close", "ask"}));
     EXPECT_EQ(system.title, "Dravik Error");
-    EXPECT_EQ(system.question, questionText);
-}
+    EXPECT_EQ(system.question,
+              "Dravik has encountered a problem a needs to close.\nWe are sorry for the inconvenience.\n\n"
+              "Please tell us about the problem. We have created\nan error report that you can send to help us "
+              "improve\nDravik.\n\nWould you like to send this report now ?");
 
-TEST_F(CrashFilterLog, ShortLastBlockMakesAShortLineAndTheStreamIsDecimalAgainAfter) {
-    system.dump = pattern(110);
-    auto lines = run(CrashReport{0xc0000094});
-    ASSERT_EQ(lines.size(), 6u);
-    EXPECT_TRUE(isStamped(lines[0], "Unhandled exception: c0000094"));
-    EXPECT_EQ(lines[2].size(), 72u);
-    EXPECT_EQ(lines[3].size(), 72u);
-    EXPECT_EQ(lines[4], encode({system.dump.begin() + 108, system.dump.end()}));
-    EXPECT_EQ(lines[4].size(), 4u);
-
+    dumpOf(110);
+    EXPECT_EQ(run(CrashReport{0xc0000094}), (Lines{"Unhandled exception: c0000094", "Memory Mini-Dump Begin",
+                                                   lineOf(0, 54), lineOf(54, 108), lineOf(108, 110),
+                                                   "Memory Mini-Dump End"}));
+    // The stream is decimal again after the hex code.
     std::clog << StampLog("Next.cpp", 1036) << 255 << std::endl;
-    lines = linesOf(log.text());
-    EXPECT_EQ(lines.back(), "Next            :1036   255");
+    EXPECT_NE(log.text().find("\nNext            :1036   255\n"), std::string::npos) << log.text();
 }
 
-TEST_F(CrashFilterLog, NoDumpFileOrFailedDumpWritesNoMarkersButStillAsks) {
+// Without a dump there are no markers, but the code is written in eight hex
+// digits and the user is asked all the same.
+TEST_F(CrashFilterLog, NoDumpFileOrFailedDumpWritesOnlyTheCodeAndAsks) {
     system.canCreate = false;
-    auto lines = run(CrashReport{0x15});
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_TRUE(isStamped(lines[0], "Unhandled exception: 00000015")) << lines[0];
-    EXPECT_EQ(system.calls, (std::vector<std::string>{"report", "create", "ask"}));
+    for (const auto& [code, line] : {std::make_pair(0x15u, "Unhandled exception: 00000015"),
+                                     std::make_pair(0x40000015u, "Unhandled exception: 40000015"),
+                                     std::make_pair(0xc00000fdu, "Unhandled exception: c00000fd")})
+        EXPECT_EQ(run(CrashReport{code}), Lines{line});
+    EXPECT_EQ(system.calls, (Lines{"report", "create", "ask", "report", "create", "ask", "report", "create", "ask"}));
 
-    log.reset();
     system.calls.clear();
     system.canCreate = true;
     system.canWrite = false;
-    lines = run(CrashReport{0xc0000005});
-    EXPECT_EQ(lines.size(), 1u);
-    EXPECT_EQ(system.calls, (std::vector<std::string>{"report", "create", "write", "close", "ask"}));
+    EXPECT_EQ(run(CrashReport{0xc0000005}).size(), 1u);
+    EXPECT_EQ(system.calls, (Lines{"report", "create", "write", "close", "ask"}));
 }
 
 TEST_F(CrashFilterLog, ReadFailureEndsTheLinesAndTheEndMarkerFollows) {
-    system.dump = pattern(200);
+    dumpOf(200);
     system.failReadAfter = 108;
-    const auto lines = run(CrashReport{0xc0000005});
-    ASSERT_EQ(lines.size(), 5u);
-    EXPECT_EQ(lines[2].size(), 72u);
-    EXPECT_EQ(lines[3].size(), 72u);
-    EXPECT_TRUE(isStamped(lines[4], "Memory Mini-Dump End"));
+    EXPECT_EQ(run(CrashReport{0xc0000005}), (Lines{"Unhandled exception: c0000005", "Memory Mini-Dump Begin",
+                                                   lineOf(0, 54), lineOf(54, 108), "Memory Mini-Dump End"}));
 }
 
 TEST_F(CrashFilterLog, DelayLoadFailuresWriteOneLineAndNoDump) {
-    const DelayLoadFailure missingLibrary{"Render.dll", true, nullptr, 0, 126};
-    auto lines = run(CrashReport{delayLoadModuleNotFound, &missingLibrary});
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_TRUE(isStamped(lines[0], "Unable to delay-load DLL: Render.dll (error 0000007e)")) << lines[0];
-
-    log.reset();
-    const DelayLoadFailure byName{"Render.dll", true, "drawArc", 0, 127};
-    lines = run(CrashReport{delayLoadProcedureNotFound, &byName});
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_TRUE(isStamped(lines[0], "Unable to delay-load DLL: Render.dll/ Proc: drawArc (error 0000007f)")) << lines[0];
-
-    log.reset();
-    const DelayLoadFailure byOrdinal{"Render.dll", false, nullptr, 12, 127};
-    lines = run(CrashReport{delayLoadProcedureNotFound, &byOrdinal});
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_TRUE(isStamped(lines[0], "Unable to delay-load DLL: Render.dll/ Proc: 12 (error 0000007f)")) << lines[0];
-
-    // No dump was attempted, and each time the user was asked.
+    const DelayLoadFailure failures[] = {{"Render.dll", true, nullptr, 0, 126},
+                                         {"Render.dll", true, "drawArc", 0, 127},
+                                         {"Render.dll", false, nullptr, 12, 127}};
+    EXPECT_EQ(run(CrashReport{delayLoadModuleNotFound, &failures[0]}),
+              Lines{"Unable to delay-load DLL: Render.dll (error 0000007e)"});
+    EXPECT_EQ(run(CrashReport{delayLoadProcedureNotFound, &failures[1]}),
+              Lines{"Unable to delay-load DLL: Render.dll/ Proc: drawArc (error 0000007f)"});
+    EXPECT_EQ(run(CrashReport{delayLoadProcedureNotFound, &failures[2]}),
+              Lines{"Unable to delay-load DLL: Render.dll/ Proc: 12 (error 0000007f)"});
     EXPECT_EQ(std::count(system.calls.begin(), system.calls.end(), "create"), 0);
     EXPECT_EQ(std::count(system.calls.begin(), system.calls.end(), "ask"), 3);
 }

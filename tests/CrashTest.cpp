@@ -1,7 +1,10 @@
 // Real crashes: a child process builds its AppLog as the application does and
-// then faults. Its log must hold the diagnosis and a dump that lldb opens and
-// that names the faulting function; the child must end by its signal. The
-// child has neither display nor terminal, so the question is answered No.
+// then fails. Its log must hold the diagnosis and a dump that lldb opens, and
+// the child must end by its signal. With neither display nor terminal the
+// question is answered No.
+
+#include "support/Command.h"
+#include "support/TempDir.h"
 
 #include <gtest/gtest.h>
 
@@ -9,44 +12,21 @@
 #include <pty.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <fstream>
-#include <iterator>
+#include <algorithm>
 #include <string>
 
 namespace {
 
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
+using dv::env::test::commandOutput;
+using dv::env::test::fileText;
 
-std::string run(const std::string& command) {
-    std::string output;
-    if (std::FILE* pipe = ::popen(command.c_str(), "r")) {
-        char buffer[4096];
-        while (const std::size_t got = std::fread(buffer, 1, sizeof(buffer), pipe))
-            output.append(buffer, got);
-        ::pclose(pipe);
-    }
-    return output;
-}
-
-struct Crash {
-    int signal = 0;  // the signal that ended the child, or 0
-    std::string log;
-    std::string dump;  // path of the dump taken out of the log
-};
-
-Crash crash(const char* how, bool extract = true) {
-    const std::string base = ::testing::TempDir() + "crash-" + how;
-    Crash result;
-    const std::string log = base + ".log";
-    std::remove(log.c_str());
+// Runs the child alone and gives the signal that ended it, or 0.
+int crash(const std::string& log, const char* how) {
     const pid_t child = ::fork();
     if (child == 0) {
         ::setsid();
@@ -59,86 +39,69 @@ Crash crash(const char* how, bool extract = true) {
     }
     int status = 0;
     ::waitpid(child, &status, 0);
-    result.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
-    result.log = readFile(log);
-    result.dump = base + ".dmp";
-    if (!extract)
-        return result;
-    const std::string extracted = run(std::string(DVENV_TOOL) + " dump-extract '" + log + "' '" + result.dump + "' 2>&1");
+    return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+}
+
+struct Kind {
+    const char* how;
+    int signal;
+    const char* code;
+    const char* inTrace;  // what lldb must show of the dump
+};
+void PrintTo(const Kind& kind, std::ostream* out) { *out << kind.how; }
+
+class Crash : public ::testing::TestWithParam<Kind> {};
+
+TEST_P(Crash, EndsByItsSignalWithTheCodeAndADumpLldbReads) {
+    const Kind& kind = GetParam();
+    const dv::env::test::TempDir dir;  // of its own: other processes crash alike
+    const std::string log = dir.path("crash.log"), dump = dir.path("crash.dmp");
+    EXPECT_EQ(crash(log, kind.how), kind.signal);
+    const std::string text = fileText(log);
+    EXPECT_NE(text.find("AppLog          :"), std::string::npos) << text.substr(0, 2000);
+    EXPECT_NE(text.find(std::string("   Unhandled exception: ") + kind.code + "\n"), std::string::npos)
+        << text.substr(0, 2000);
+    const std::string extracted =
+        commandOutput(std::string(DVENV_TOOL) + " dump-extract '" + log + "' '" + dump + "' 2>&1");
     EXPECT_NE(extracted.find("bytes written"), std::string::npos) << extracted;
-    return result;
-}
-
-std::string backtrace(const Crash& crashed) {
-    return run("lldb-14 -b --core '" + crashed.dump + "' -o 'bt 12' 2>/dev/null");
-}
-
-bool hasStamped(const std::string& log, const std::string& message) {
-    return log.find("AppLog          :") != std::string::npos && log.find("   " + message + "\n") != std::string::npos;
-}
-
-TEST(Crash, NullWriteOnTheMainThreadGivesADumpNamingTheFunction) {
-    const Crash crashed = crash("null-main");
-    EXPECT_EQ(crashed.signal, SIGSEGV);
-    EXPECT_TRUE(hasStamped(crashed.log, "Unhandled exception: c0000005")) << crashed.log;
-    const std::string trace = backtrace(crashed);
-    EXPECT_NE(trace.find("stop reason = signal SIGSEGV"), std::string::npos) << trace;
+    const std::string trace = commandOutput("lldb-14 -b --core '" + dump + "' -o 'bt 12' 2>/dev/null");
+    EXPECT_NE(trace.find(std::string("stop reason = signal SIG") + sigabbrev_np(kind.signal)), std::string::npos)
+        << trace;
     EXPECT_NE(trace.find("frame #0: 0x"), std::string::npos) << trace;
-    EXPECT_NE(trace.find("CrashChild`(anonymous namespace)::writeThroughNullOnMainThread()"), std::string::npos) << trace;
-    EXPECT_NE(trace.find("CrashChild`main"), std::string::npos) << trace;
+    EXPECT_NE(trace.find(kind.inTrace), std::string::npos) << trace;
 }
 
-TEST(Crash, NullWriteOnASecondThreadGivesADumpNamingTheFunction) {
-    const Crash crashed = crash("null-thread");
-    EXPECT_EQ(crashed.signal, SIGSEGV);
-    EXPECT_TRUE(hasStamped(crashed.log, "Unhandled exception: c0000005")) << crashed.log;
-    const std::string trace = backtrace(crashed);
-    EXPECT_NE(trace.find("writeThroughNullOnSecondThread()"), std::string::npos) << trace;
-}
-
-TEST(Crash, AbortAndUncaughtExceptionGiveADumpNamingTheCaller) {
-    for (const auto& [how, function] : {std::make_pair("abort", "abortInNamedFunction()"),
-                                        std::make_pair("uncaught", "throwWithoutCatch()")}) {
-        const Crash crashed = crash(how);
-        EXPECT_EQ(crashed.signal, SIGABRT) << how;
-        EXPECT_TRUE(hasStamped(crashed.log, "Unhandled exception: 40000015")) << crashed.log;
-        const std::string trace = backtrace(crashed);
-        EXPECT_NE(trace.find("stop reason = signal SIGABRT"), std::string::npos) << trace;
-        EXPECT_NE(trace.find(function), std::string::npos) << trace;
-    }
-}
-
-// The filter runs on an alternate stack, so an overflow of the stack of the
-// AppLog's thread still reaches it.
-TEST(Crash, StackOverflowIsReportedAsSuch) {
-    const Crash crashed = crash("overflow");
-    EXPECT_EQ(crashed.signal, SIGSEGV);
-    EXPECT_TRUE(hasStamped(crashed.log, "Unhandled exception: c00000fd")) << crashed.log.substr(0, 2000);
-    EXPECT_NE(backtrace(crashed).find("frame #0: 0x"), std::string::npos);
-}
-
-TEST(Crash, ArithmeticFaultAndIllegalInstructionHaveTheirCodes) {
-    const Crash divided = crash("divide");
-    EXPECT_EQ(divided.signal, SIGFPE);
-    EXPECT_TRUE(hasStamped(divided.log, "Unhandled exception: c0000094")) << divided.log;
-    const Crash trapped = crash("trap");
-    EXPECT_EQ(trapped.signal, SIGILL);
-    EXPECT_TRUE(hasStamped(trapped.log, "Unhandled exception: c000001d")) << trapped.log;
-}
+// The filter runs on an alternate stack, so an overflow of the AppLog thread's
+// stack still reaches it.
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, Crash,
+    ::testing::Values(
+        Kind{"null-main", SIGSEGV, "c0000005", "CrashChild`(anonymous namespace)::writeThroughNullOnMainThread()"},
+        Kind{"null-thread", SIGSEGV, "c0000005", "writeThroughNullOnSecondThread()"},
+        Kind{"abort", SIGABRT, "40000015", "abortInNamedFunction()"},
+        Kind{"uncaught", SIGABRT, "40000015", "throwWithoutCatch()"},
+        Kind{"overflow", SIGSEGV, "c00000fd", "::recurseWithoutEnd("},
+        Kind{"divide", SIGFPE, "c0000094", "divideByZero()"},
+        Kind{"trap", SIGILL, "c000001d", "CrashChild`main"}),
+    [](const auto& param) {
+        std::string name = param.param.how;
+        std::replace(name.begin(), name.end(), '-', '_');
+        return name;
+    });
 
 // A fault inside the filter ends the process at once by its signal.
-TEST(Crash, FaultInsideTheFilterEndsTheProcessByItsSignal) {
-    EXPECT_EQ(crash("filter-fault", false).signal, SIGSEGV);
-    EXPECT_EQ(crash("filter-abort", false).signal, SIGABRT);
+TEST(CrashInFilter, EndsTheProcessByItsSignal) {
+    const dv::env::test::TempDir dir;
+    EXPECT_EQ(crash(dir.path("fault.log"), "filter-fault"), SIGSEGV);
+    EXPECT_EQ(crash(dir.path("abort.log"), "filter-abort"), SIGABRT);
 }
 
 // Yes on the terminal: the log goes to the mail program (one of ours, that
 // xdg-email runs), and the process still ends by its signal.
-TEST(Crash, YesMailsTheLogAndTheProcessEndsAllTheSame) {
-    const std::string log = ::testing::TempDir() + "crash-yes.log", handed = ::testing::TempDir() + "crash-yes.mailto";
-    const std::string mailer = ::testing::TempDir() + "crash-yes-mailer";
-    std::remove(handed.c_str());
-    std::ofstream(mailer) << "#!/bin/sh\nprintf '%s' \"$1\" > '" << handed << "'\n";
+TEST(CrashAnsweredYes, MailsTheLogAndTheProcessEndsAllTheSame) {
+    const dv::env::test::TempDir dir;
+    const std::string log = dir.path("crash-yes.log"), handed = dir.path("mailto");
+    const std::string mailer = dir.write("mailer", "#!/bin/sh\nprintf '%s' \"$1\" > '" + handed + "'\n");
     ::chmod(mailer.c_str(), 0700);
 
     int terminal = -1;
@@ -152,32 +115,29 @@ TEST(Crash, YesMailsTheLogAndTheProcessEndsAllTheSame) {
     }
     std::string seen;
     char buffer[256];
-    while (seen.find("[y/N] ") == std::string::npos) {
-        const ssize_t got = ::read(terminal, buffer, sizeof(buffer));
-        if (got <= 0)
-            break;
-        seen.append(buffer, static_cast<std::size_t>(got));
-    }
+    for (ssize_t got = 1; got > 0 && seen.find("[y/N] ") == std::string::npos;)
+        if ((got = ::read(terminal, buffer, sizeof(buffer))) > 0)
+            seen.append(buffer, static_cast<std::size_t>(got));
     EXPECT_NE(seen.find("Would you like to send this report now ?"), std::string::npos) << seen;
     ASSERT_EQ(::write(terminal, "y\n", 2), 2);
-    // The terminal is read to its end, so that the child never waits on it.
-    while (::read(terminal, buffer, sizeof(buffer)) > 0) {
+    while (::read(terminal, buffer, sizeof(buffer)) > 0) {  // so the child never waits on the terminal
     }
     int status = 0;
     ::waitpid(child, &status, 0);
     ::close(terminal);
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGSEGV);
-    const std::string address = readFile(handed);
+    const std::string address = fileText(handed);
     EXPECT_NE(address.find("subject=Error%20Report&body=Dravik%20Error%20Report%20%28attached%29.&attach="),
               std::string::npos) << address;
     EXPECT_NE(address.find("crash-yes.log"), std::string::npos) << address;
 }
 
 TEST(DumpExtract, RefusesLogsWithoutAWholeDump) {
-    const std::string log = ::testing::TempDir() + "broken.log", out = ::testing::TempDir() + "broken.dmp";
+    const dv::env::test::TempDir dir;
+    const std::string out = dir.path("broken.dmp");
     const auto extract = [&](const std::string& text) {
-        std::ofstream(log, std::ios::binary) << text;
-        return run(std::string(DVENV_TOOL) + " dump-extract '" + log + "' '" + out + "' 2>&1; echo status $?");
+        const std::string log = dir.write("broken.log", text);
+        return commandOutput(std::string(DVENV_TOOL) + " dump-extract '" + log + "' '" + out + "' 2>&1; echo status $?");
     };
     const std::string begin = "AppLog          :107    Memory Mini-Dump Begin\n";
     const std::string end = "AppLog          :120    Memory Mini-Dump End\n";
@@ -186,13 +146,14 @@ TEST(DumpExtract, RefusesLogsWithoutAWholeDump) {
     EXPECT_NE(extract("no dump here\n").find("holds no memory dump"), std::string::npos);
     EXPECT_NE(extract(begin + full + "\n").find("has no end"), std::string::npos);
     EXPECT_NE(extract(begin + "AAA*\n" + end).find(":2: not a line of the dump"), std::string::npos);
-    EXPECT_NE(extract(begin + "AAAA\n" + full + "\n" + end).find("only the last line may be shorter"), std::string::npos);
+    EXPECT_NE(extract(begin + "AAAA\n" + full + "\n" + end).find("only the last line may be shorter"),
+              std::string::npos);
     EXPECT_NE(extract(begin + full + "\n").find("status 2"), std::string::npos);
 
     // Lines of other threads between the dump's lines are passed over.
     EXPECT_NE(extract(begin + full + "\nOptions         :89     ToolArcPrecValue = 64\nQUJD\n" + end)
                   .find("57 bytes written"), std::string::npos);
-    EXPECT_EQ(readFile(out).substr(54), "ABC");
+    EXPECT_EQ(fileText(out).substr(54), "ABC");
 }
 
 }  // namespace

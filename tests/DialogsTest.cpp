@@ -4,157 +4,126 @@
 
 #include "platform/Dialogs.h"
 
+#include "support/Command.h"
+#include "support/TempDir.h"
+
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <signal.h>
 #include <poll.h>
 #include <pty.h>
+#include <signal.h>
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdio>
-#include <fstream>
-#include <functional>
-#include <iterator>
 #include <string>
 #include <thread>
 
 namespace dv::env::internal::platform {
 namespace {
 
-constexpr int saidYes = 10;
-constexpr int saidNo = 11;
-const char* const question = "Dravik has encountered a problem.\nWould you like to send this report now ?";
+constexpr int saidYes = 10, saidNo = 11;
+
+int ask() {
+    return askYesNo("Dravik Error", "Dravik has encountered a problem.\nWould you like to send this report now ?")
+               ? saidYes : saidNo;
+}
+int show() { return showMessage("Dravik", "Please send an e-mail.\n"), 0; }
 
 int exitStatus(pid_t child) {
     int status = 0;
-    if (::waitpid(child, &status, 0) != child)
-        return -1;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return ::waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-// Runs `body` in a child process and gives its exit status.
-int inChild(const std::function<int()>& body, const std::function<void()>& prepare = [] {}) {
+// Forks a child that calls `prepare`, then ends with what `body` gives.
+template <typename Prepare>
+pid_t spawn(int (*body)(), Prepare prepare) {
     const pid_t child = ::fork();
     if (child == 0) {
         prepare();
         ::_exit(body());
     }
-    return exitStatus(child);
+    return child;
 }
 
-int askInChild() { return askYesNo("Dravik Error", question) ? saidYes : saidNo; }
-
 TEST(Dialogs, WithNeitherDisplayNorTerminalTheAnswerIsNoAndMessagesGoToStandardError) {
-    const std::string errors = ::testing::TempDir() + "dialog-errors";
+    const test::TempDir dir;
+    const std::string errors = dir.path("errors");
     const auto alone = [&] {
         ::setsid();  // no controlling terminal
         ::unsetenv("DISPLAY");
-        const int file = ::open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        ::dup2(file, STDERR_FILENO);
+        ::dup2(::open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
     };
-    EXPECT_EQ(inChild(askInChild, alone), saidNo);
-    EXPECT_EQ(inChild([] { showMessage("Dravik", "Please send an e-mail.\n"); return 0; }, alone), 0);
-    std::ifstream in(errors);
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()),
-              "Dravik\nPlease send an e-mail.\n");
-}
-
-// Reads from the terminal's master side until `prompt` has come, or 10 s.
-std::string readUntil(int master, const std::string& prompt) {
-    std::string seen;
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (seen.find(prompt) == std::string::npos && std::chrono::steady_clock::now() < end) {
-        pollfd wait{master, POLLIN, 0};
-        if (::poll(&wait, 1, 100) <= 0)
-            continue;
-        char buffer[256];
-        const ssize_t got = ::read(master, buffer, sizeof(buffer));
-        if (got <= 0)
-            break;
-        seen.append(buffer, static_cast<std::size_t>(got));
-    }
-    return seen;
+    EXPECT_EQ(exitStatus(spawn(ask, alone)), saidNo);
+    EXPECT_EQ(exitStatus(spawn(show, alone)), 0);
+    EXPECT_EQ(test::fileText(errors), "Dravik\nPlease send an e-mail.\n");
 }
 
 TEST(Dialogs, WithoutDisplayTheTerminalIsAsked) {
-    for (const auto& [reply, expected] : {std::make_pair("y\n", saidYes), std::make_pair("n\n", saidNo),
-                                          std::make_pair("\n", saidNo)}) {
+    for (const std::string reply : {"y\n", "n\n", "\n"}) {
         int master = -1;
         const pid_t child = ::forkpty(&master, nullptr, nullptr, nullptr);
         ASSERT_GE(child, 0);
         if (child == 0) {
             ::unsetenv("DISPLAY");
-            ::_exit(askInChild());
+            ::_exit(ask());
         }
-        const std::string seen = readUntil(master, "[y/N] ");
+        // Read until the prompt has come, or for 10 s.
+        std::string seen;
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (seen.find("[y/N] ") == std::string::npos && std::chrono::steady_clock::now() < end) {
+            pollfd wait{master, POLLIN, 0};
+            if (::poll(&wait, 1, 100) <= 0)
+                continue;
+            char buffer[256];
+            const ssize_t got = ::read(master, buffer, sizeof(buffer));
+            if (got <= 0)
+                break;
+            seen.append(buffer, static_cast<std::size_t>(got));
+        }
         EXPECT_NE(seen.find("Dravik Error"), std::string::npos) << seen;
         EXPECT_NE(seen.find("Would you like to send this report now ?"), std::string::npos) << seen;
-        ASSERT_EQ(::write(master, reply, std::char_traits<char>::length(reply)),
-                  static_cast<ssize_t>(std::char_traits<char>::length(reply)));
-        EXPECT_EQ(exitStatus(child), expected) << "reply " << reply;
+        ASSERT_EQ(::write(master, reply.data(), reply.size()), static_cast<ssize_t>(reply.size()));
+        EXPECT_EQ(exitStatus(child), reply == "y\n" ? saidYes : saidNo) << "reply " << reply;
         ::close(master);
     }
 }
 
-std::string run(const std::string& command) {
-    std::string output;
-    if (std::FILE* pipe = ::popen(command.c_str(), "r")) {
-        char buffer[256];
-        while (const std::size_t got = std::fread(buffer, 1, sizeof(buffer), pipe))
-            output.append(buffer, got);
-        ::pclose(pipe);
-    }
-    return output;
-}
-
-// Waits for a visible window of exactly this title, gives it the keyboard and
-// presses `keys`; gives up when `child` has ended without one.
-bool running(pid_t child) {
-    siginfo_t info{};
-    return ::waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == 0;
-}
-
-bool pressInWindow(pid_t child, const std::string& title, const std::string& keys) {
-    for (int attempt = 0; attempt < 100 && running(child); ++attempt) {
-        const std::string window = run("xdotool search --onlyvisible --name '^" + title + "$' 2>/dev/null | head -1");
-        if (!window.empty()) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(300));
-            run("xdotool windowfocus --sync " + window + " 2>/dev/null; xdotool key " + keys);
-            return true;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    }
-    return false;
-}
+using test::commandOutput;
 
 TEST(Dialogs, OnADisplayAFoxDialogAsksWithYesAndNo) {
-    if (!::getenv("DISPLAY") || run("command -v xdotool").empty())
+    if (!::getenv("DISPLAY") || commandOutput("command -v xdotool").empty())
         GTEST_SKIP() << "needs a display and xdotool";
-    // A display that no client can open (another X server took its number)
-    // is the environment's fault, not the dialog's.
-    if (run("xdotool getdisplaygeometry 2>/dev/null").empty())
+    // Another X server may have taken the display's number: not the dialog's fault.
+    if (commandOutput("xdotool getdisplaygeometry 2>/dev/null").empty())
         GTEST_SKIP() << "the display " << ::getenv("DISPLAY") << " cannot be opened";
-    // Each dialog runs in a process group of its own, ended if no window came.
-    const auto answer = [](const std::function<int()>& body, const std::string& title, const std::string& keys) {
-        const pid_t child = ::fork();
-        if (child == 0) {
-            ::setpgid(0, 0);
-            ::_exit(body());
-        }
+    // Waits for a visible window of exactly this title, gives it the keyboard
+    // and presses `keys`; a dialog that shows none before it ends, or in
+    // 10 s, fails, and its process group is ended.
+    const auto answer = [](int (*body)(), const std::string& title, const std::string& keys) {
+        const pid_t child = spawn(body, [] { ::setpgid(0, 0); });
         ::setpgid(child, child);
-        const bool pressed = pressInWindow(child, title, keys);
+        bool pressed = false;
+        siginfo_t info{};
+        for (int attempt = 0; attempt < 100 && !pressed; ++attempt) {
+            info.si_pid = 0;
+            if (::waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOHANG | WNOWAIT) != 0 || info.si_pid)
+                break;
+            const std::string window = commandOutput("xdotool search --onlyvisible --name '^" + title + "$' 2>/dev/null | head -1");
+            std::this_thread::sleep_for(std::chrono::milliseconds(window.empty() ? 100 : 300));
+            if ((pressed = !window.empty()))
+                commandOutput("xdotool windowfocus --sync " + window + " 2>/dev/null; xdotool key " + keys);
+        }
         if (!pressed)
             ::kill(-child, SIGKILL);
         EXPECT_TRUE(pressed) << "no window " << title;
         return exitStatus(child);
     };
-    EXPECT_EQ(answer(askInChild, "Dravik Error", "alt+y"), saidYes);
-    EXPECT_EQ(answer(askInChild, "Dravik Error", "alt+n"), saidNo);
-    EXPECT_EQ(answer([] { showMessage("Dravik", "Please send an e-mail.\n"); return 0; }, "Dravik", "Return"), 0);
+    EXPECT_EQ(answer(ask, "Dravik Error", "alt+y"), saidYes);
+    EXPECT_EQ(answer(ask, "Dravik Error", "alt+n"), saidNo);
+    EXPECT_EQ(answer(show, "Dravik", "Return"), 0);
 }
 
 }  // namespace

@@ -2,6 +2,9 @@
 
 #include <dv/env/AppLog.h>
 
+#include "support/Command.h"
+#include "support/TempDir.h"
+
 #include <gtest/gtest.h>
 
 #include <stdlib.h>
@@ -9,8 +12,6 @@
 #include <cstring>
 #include <filesystem>
 #include <optional>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -23,25 +24,18 @@ using platform::MailResult;
 
 class FakeMail : public MailSystem {
 public:
-    bool client = true;
+    bool client = true, copyWorks = true;
     MailResult result = MailResult::sent;
-    bool copyWorks = true;
     std::optional<std::string> longPath;
     std::string home = "/home/ann";
 
-    int sends = 0;
-    std::string subject, text, recipientName, recipientAddress;
+    std::vector<std::vector<std::string>> sent;  // subject, text, recipient's name and address
     std::optional<std::string> attachment;
-    std::vector<std::pair<std::string, std::string>> copies;
-    std::vector<std::pair<std::string, std::string>> messages;
+    std::vector<std::pair<std::string, std::string>> copies, messages;
 
     bool mailClientAvailable() override { return client; }
     MailResult sendMail(const platform::MailMessage& message) override {
-        ++sends;
-        subject = message.subject;
-        text = message.text;
-        recipientName = message.recipientName;
-        recipientAddress = message.recipientAddress;
+        sent.push_back({message.subject, message.text, message.recipientName, message.recipientAddress});
         attachment = message.attachment ? std::optional<std::string>(message.attachment) : std::nullopt;
         return result;
     }
@@ -67,70 +61,45 @@ std::string secondRoadText(const std::string& file) {
 class EmailLog : public ::testing::Test {
 protected:
     void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "dvenv2-mail-XXXXXX").string();
-        ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-        dir = pattern;
-    }
-    void TearDown() override { fs::remove_all(dir); }
-
-    // Points the process's log path at `name` in the test's directory.
-    std::string pointLogAt(const std::string& name) {
-        const std::string path = name.empty() ? std::string() : (dir / name).string();
         std::ostringstream stream;
-        AppLog log(stream);
-        log.redirectToFile(path.c_str());
-        return path;
+        AppLog(stream).redirectToFile(log.c_str());
     }
 
-    fs::path dir;
+    test::TempDir dir;
+    const std::string log = dir.path("dravik.log");  // the process's log path
     FakeMail mail;
 };
 
-TEST_F(EmailLog, MailClientGetsTheMailWithTheLogAttached) {
-    const std::string path = pointLogAt("dravik.log");
+TEST_F(EmailLog, MailClientGetsTheMailWithTheLogAttachedOrWithoutAMissingLog) {
     emailLog("Error Report", "Dravik Error Report (attached).", mail);
+    EXPECT_EQ(mail.sent, (decltype(mail.sent){
+                             {"Error Report", "Dravik Error Report (attached).", "Dravik Support", supportAddress}}));
+    EXPECT_EQ(mail.attachment, log);
 
-    EXPECT_EQ(mail.sends, 1);
-    EXPECT_EQ(mail.subject, "Error Report");
-    EXPECT_EQ(mail.text, "Dravik Error Report (attached).");
-    EXPECT_EQ(mail.recipientName, "Dravik Support");
-    EXPECT_EQ(mail.recipientAddress, std::string(supportAddress));
-    EXPECT_EQ(mail.attachment, path);
-    EXPECT_TRUE(mail.copies.empty());
-    EXPECT_TRUE(mail.messages.empty());
-}
-
-TEST_F(EmailLog, MissingLogSendsWithoutAttachmentAndACancelEndsTheRoad) {
-    const std::string path = pointLogAt("dravik.log");
-    fs::remove(path);
+    // A cancel ends the road too: no copy, no message.
+    fs::remove(log);
     mail.result = MailResult::cancelled;
     emailLog("s", "t", mail);
-    EXPECT_EQ(mail.sends, 1);
+    EXPECT_EQ(mail.sent.size(), 2u);
     EXPECT_EQ(mail.attachment, std::nullopt);
     EXPECT_TRUE(mail.copies.empty());
     EXPECT_TRUE(mail.messages.empty());
 }
 
 TEST_F(EmailLog, FailedOrMissingClientCopiesTheLogHomeAndSaysWhatToSend) {
-    const std::string path = pointLogAt("dravik.log");
-    mail.result = MailResult::failed;
-    emailLog("s", "t", mail);
-    ASSERT_EQ(mail.copies.size(), 1u);
-    EXPECT_EQ(mail.copies[0], std::make_pair(path, std::string("/home/ann/Dravik 9 Log.txt")));
-    ASSERT_EQ(mail.messages.size(), 1u);
-    EXPECT_EQ(mail.messages[0].first, "Dravik");
-    EXPECT_EQ(mail.messages[0].second, secondRoadText("/home/ann/Dravik 9 Log.txt"));
-
-    mail = FakeMail();
-    mail.client = false;
-    emailLog("s", "t", mail);
-    EXPECT_EQ(mail.sends, 0);
-    ASSERT_EQ(mail.messages.size(), 1u);
-    EXPECT_EQ(mail.messages[0].second, secondRoadText("/home/ann/Dravik 9 Log.txt"));
+    for (const bool client : {true, false}) {
+        mail = FakeMail();
+        mail.client = client;
+        mail.result = MailResult::failed;
+        emailLog("s", "t", mail);
+        EXPECT_EQ(mail.sent.size(), client ? 1u : 0u);
+        EXPECT_EQ(mail.copies, (decltype(mail.copies){{log, "/home/ann/Dravik 9 Log.txt"}}));
+        EXPECT_EQ(mail.messages, (decltype(mail.messages){{"Dravik", secondRoadText("/home/ann/Dravik 9 Log.txt")}}));
+    }
 }
 
+// Without a copy the message names the log's long path, or else the path as given.
 TEST_F(EmailLog, FailedCopyNamesTheLogsLongPathOrElseThePathAsGiven) {
-    const std::string path = pointLogAt("dravik.log");
     mail.client = false;
     mail.copyWorks = false;
     mail.longPath = "/long/form/dravik.log";
@@ -139,19 +108,18 @@ TEST_F(EmailLog, FailedCopyNamesTheLogsLongPathOrElseThePathAsGiven) {
 
     mail.longPath.reset();
     emailLog("s", "t", mail);
-    EXPECT_EQ(mail.messages.back().second, secondRoadText(path));
+    EXPECT_EQ(mail.messages.back().second, secondRoadText(log));
 
-    // Without a home directory there is nowhere to copy to.
     mail = FakeMail();
     mail.client = false;
-    mail.home = "";
+    mail.home = "";  // nowhere to copy to
     emailLog("s", "t", mail);
     EXPECT_TRUE(mail.copies.empty());
-    EXPECT_EQ(mail.messages.back().second, secondRoadText(path));
+    EXPECT_EQ(mail.messages.back().second, secondRoadText(log));
 
-    // An empty log path: the copy fails, and the message names an empty file.
     mail.home = "/home/ann";
-    pointLogAt("");
+    std::ostringstream stream;
+    AppLog(stream).redirectToFile("");
     emailLog("s", "t", mail);
     EXPECT_EQ(mail.messages.back().second, secondRoadText(""));
 }
@@ -160,29 +128,22 @@ TEST_F(EmailLog, FailedCopyNamesTheLogsLongPathOrElseThePathAsGiven) {
 // honours MAILER), and the file operations.
 class SystemMail : public EmailLog {
 protected:
-    // A mail program that records the address it is given and exits with
-    // `status`.
+    // A mail program that records the address it is given.
     void mailerExits(int status) {
-        const fs::path script = dir / "mailer";
-        std::ofstream(script) << "#!/bin/sh\nprintf '%s' \"$1\" > '" << (dir / "mailto").string() << "'\nexit "
-                              << status << "\n";
+        const std::string script = dir.write("mailer", "#!/bin/sh\nprintf '%s' \"$1\" > '" + dir.path("mailto") +
+                                                           "'\nexit " + std::to_string(status) + "\n");
         fs::permissions(script, fs::perms::owner_all);
         ::setenv("MAILER", script.c_str(), 1);
-    }
-    std::string handedOver() const {
-        std::ifstream in(dir / "mailto");
-        return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
     }
 };
 
 TEST_F(SystemMail, XdgEmailHandsTheMailToTheMailProgram) {
     ASSERT_TRUE(platform::mailClientAvailable()) << "xdg-email is not on the search path";
-    const std::string log = pointLogAt("dravik.log");
     mailerExits(0);
     const platform::MailMessage message{"Error Report", "Dravik Error Report (attached).", "Dravik Support",
                                         "help@example.org", log.c_str()};
     EXPECT_EQ(platform::sendMail(message), MailResult::sent);
-    const std::string address = handedOver();
+    const std::string address = test::fileText(dir.path("mailto"));
     EXPECT_EQ(address.rfind("mailto:Dravik%20Support%20%3Chelp@example.org%3E?", 0), 0u) << address;
     EXPECT_NE(address.find("subject=Error%20Report"), std::string::npos) << address;
     EXPECT_NE(address.find("body=Dravik%20Error%20Report%20%28attached%29."), std::string::npos) << address;
@@ -194,7 +155,7 @@ TEST_F(SystemMail, XdgEmailHandsTheMailToTheMailProgram) {
 }
 
 TEST_F(SystemMail, NoXdgEmailOnTheSearchPathMeansNoMailClient) {
-    ::setenv("PATH", dir.c_str(), 1);
+    ::setenv("PATH", dir.path("").c_str(), 1);
     EXPECT_FALSE(platform::mailClientAvailable());
     const platform::MailMessage message{"s", "t", "Dravik Support", "help@example.org", nullptr};
     EXPECT_EQ(platform::sendMail(message), MailResult::failed);
