@@ -4,6 +4,7 @@
 // and returns the process's exit status.
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,11 @@ int extractDump(const Arguments& args);
 // Where a user's application state lives by the desktop's conventions: the
 // log of `report` and `crash` when no --log is given.
 std::filesystem::path defaultLogPath();
+
+// The log file of a command that takes no arguments or "--log FILE": FILE, or
+// the default (its directory created). Nothing, after a usage message, for
+// other arguments.
+std::optional<std::filesystem::path> logFileArgument(const Arguments& args, const char* command);
 
 // Exit status for a command used wrongly or given bad input.
 inline constexpr int badInput = 2;

@@ -72,17 +72,10 @@ std::optional<std::vector<unsigned char>> decodeBase64(const std::string& text) 
 }  // namespace
 
 int crash(const Arguments& args) {
-    std::filesystem::path path;
-    if (args.empty()) {
-        path = defaultLogPath();
-        std::error_code ignored;
-        std::filesystem::create_directories(path.parent_path(), ignored);
-    } else if (args.size() == 2 && args[0] == "--log" && !args[1].empty()) {
-        path = args[1];
-    } else {
-        std::cerr << "dvenv: crash takes no arguments or --log FILE\n";
+    const auto logFile = logFileArgument(args, "crash");
+    if (!logFile)
         return badInput;
-    }
+    const std::filesystem::path& path = *logFile;
     dv::env::AppLog log(std::clog);
     log.redirectToFile(path.c_str());
     if (!std::clog.good()) {

@@ -20,18 +20,24 @@ std::filesystem::path defaultLogPath() {
     return base / "dravik" / "dravik.log";
 }
 
-int writeReport(const Arguments& args) {
-    std::filesystem::path path;
+std::optional<std::filesystem::path> logFileArgument(const Arguments& args, const char* command) {
     if (args.empty()) {
-        path = defaultLogPath();
+        std::filesystem::path path = defaultLogPath();
         std::error_code ignored;
         std::filesystem::create_directories(path.parent_path(), ignored);
-    } else if (args.size() == 2 && args[0] == "--log" && !args[1].empty()) {
-        path = args[1];
-    } else {
-        std::cerr << "dvenv: report takes no arguments or --log FILE\n";
-        return badInput;
+        return path;
     }
+    if (args.size() == 2 && args[0] == "--log" && !args[1].empty())
+        return std::filesystem::path(args[1]);
+    std::cerr << "dvenv: " << command << " takes no arguments or --log FILE\n";
+    return std::nullopt;
+}
+
+int writeReport(const Arguments& args) {
+    const auto logFile = logFileArgument(args, "report");
+    if (!logFile)
+        return badInput;
+    const std::filesystem::path& path = *logFile;
 
     {
         dv::env::AppLog log(std::clog);
