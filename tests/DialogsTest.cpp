@@ -97,7 +97,14 @@ TEST(Dialogs, OnADisplayAFoxDialogAsksWithYesAndNo) {
     if (!::getenv("DISPLAY") || commandOutput("command -v xdotool").empty())
         GTEST_SKIP() << "needs a display and xdotool";
     // Another X server may have taken the display's number: not the dialog's fault.
-    if (commandOutput("xdotool getdisplaygeometry 2>/dev/null").empty())
+    // A busy server may refuse a client for a moment, so try for two seconds.
+    bool opened = false;
+    for (int attempt = 0; attempt < 20 && !opened; ++attempt) {
+        opened = !commandOutput("xdotool getdisplaygeometry 2>/dev/null").empty();
+        if (!opened)
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    if (!opened)
         GTEST_SKIP() << "the display " << ::getenv("DISPLAY") << " cannot be opened";
     // Waits for a visible window of exactly this title, gives it the keyboard
     // and presses `keys`; a dialog that shows none before it ends, or in
