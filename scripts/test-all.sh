@@ -15,7 +15,9 @@ for preset in "${presets[@]}"; do
   # kernel's full address-space randomisation; run it without randomisation.
   run=()
   [ "$preset" = tsan ] && run=(setarch "$(uname -m)" -R)
-  "${run[@]}" xvfb-run -a -s '-screen 0 1280x1024x24' ctest --preset "$preset" -j "$jobs"
+  # -noreset: by default the server resets whenever its last client leaves,
+  # and refuses the clients that arrive meanwhile.
+  "${run[@]}" xvfb-run -a -s '-screen 0 1280x1024x24 -noreset' ctest --preset "$preset" -j "$jobs"
 done
 # Then each fuzz target for about a minute (DVENV2_FUZZ_SECONDS=0 skips this).
 if [ "${DVENV2_FUZZ_SECONDS:-60}" != 0 ]; then
