@@ -1,0 +1,55 @@
+#pragma once
+
+// The POSIX plumbing that every Linux service shares: whole reads and writes
+// that ride out interrupted system calls, an owner of a file descriptor, and
+// starting a program and waiting for it. Everything here is safe inside a
+// fault handler: no heap, no lock.
+
+#include <cstddef>
+
+namespace dv::env::platform {
+
+// Writes all `size` bytes; false if the system refused a part of them.
+bool writeAll(int descriptor, const void* data, std::size_t size);
+
+// Reads up to `size` bytes, fewer only at the end of the file; -1 on failure.
+std::ptrdiff_t readAll(int descriptor, void* buffer, std::size_t size);
+
+// Closes its descriptor when it goes; -1 owns nothing.
+class FileDescriptor {
+public:
+    FileDescriptor() = default;
+    explicit FileDescriptor(int descriptor) : value(descriptor) {}
+    FileDescriptor(FileDescriptor&& other) noexcept : value(other.release()) {}
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept;
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+    ~FileDescriptor() { reset(); }
+
+    int get() const { return value; }
+    bool valid() const { return value >= 0; }
+    int release();
+    // Closes the one owned now; false if closing reported an error.
+    bool reset(int descriptor = -1);
+
+private:
+    int value = -1;
+};
+
+// Opens `path` (NUL-terminated) with open(2)'s flags, close-on-exec always.
+FileDescriptor openFile(const char* path, int flags, unsigned mode = 0);
+
+struct ChildStatus {
+    bool started = false;
+    bool exited = false;  // by exit; otherwise by a signal
+    int code = 0;         // the exit status, or the signal
+};
+
+// Starts the program `arguments[0]` with `arguments` (null-terminated) and
+// waits for it to end. `search` looks it up on the executable search path.
+// The child starts with no signal blocked and the fatal signals at their
+// default action, whatever the calling thread had: the caller may be a fault
+// handler.
+ChildStatus runAndWait(const char* const* arguments, bool search);
+
+}  // namespace dv::env::platform
