@@ -19,7 +19,7 @@ constexpr double boundPerProcessorSeconds = 20 * 1050 / 10e6;
 void LogHardwareInfo(benchmark::State& state) {
     std::ostringstream sink;
     dv::env::AppLog log(sink);
-    const unsigned processors = std::min(dv::env::internal::platform::systemHardware().processorCount(), 32u);
+    const unsigned processors = std::min(dv::env::platform::hardware().processorCount(), 32u);
     double seconds = 0;
     for (auto _ : state) {
         const auto start = std::chrono::steady_clock::now();

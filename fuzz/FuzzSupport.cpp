@@ -1,7 +1,7 @@
 #include "FuzzSupport.h"
 
 #include "OptionTables.h"
-#include "platform/InputFile.h"
+#include "support/SystemFiles.h"
 
 #include <fx.h>
 
@@ -64,12 +64,17 @@ private:
     std::size_t position = 0;
 };
 
-std::unique_ptr<platform::InputFile> openMemoryFile(std::string_view path) {
-    const auto found = files().find(path);
-    if (found == files().end())
-        return nullptr;
-    return std::make_unique<MemoryInputFile>(found->second);
-}
+// Command files come from memory; everything else of the file system is the
+// system's own.
+class MemoryFiles final : public test::SystemFiles {
+public:
+    std::unique_ptr<platform::InputFile> openInputFile(std::string_view path) override {
+        const auto found = files().find(path);
+        if (found == files().end())
+            return nullptr;
+        return std::make_unique<MemoryInputFile>(found->second);
+    }
+};
 
 }  // namespace
 
@@ -92,7 +97,8 @@ void initialise() {
     done = true;
     new FXApp("DravikFuzz", "DravikFuzz");  // lives as long as the process
     std::clog.setstate(std::ios::badbit);  // log lines are dropped, not kept
-    platform::replaceInputFileOpener(openMemoryFile);
+    static MemoryFiles memoryFiles;
+    static const platform::StandIn<platform::Files> standIn(memoryFiles);
     internal::buildOptionTables();
 
     // Files that inputs can name: a pair naming each other, one under two

@@ -3,7 +3,7 @@
 #include "CaseBlindName.h"
 #include "OptionTables.h"
 #include "ToolApply.h"
-#include "platform/InputFile.h"
+#include "platform/Files.h"
 
 #include <fx.h>
 
@@ -70,7 +70,7 @@ bool mayRead(std::string_view path, const platform::FileIdentity& identity) {
 
 bool parseCommandFile(std::string_view path) {
     internal::buildOptionTables();
-    const auto file = platform::openInputFile(path);
+    const auto file = platform::files().openInputFile(path);
     if (!file || !mayRead(path, file->identity()))
         return true;
     const ReadingFile reading(file->identity());

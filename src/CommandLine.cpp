@@ -2,7 +2,7 @@
 
 #include "OptionTables.h"
 #include "ToolApply.h"
-#include "platform/ErrorBox.h"
+#include "platform/Dialogs.h"
 
 #include <string>
 
@@ -21,7 +21,7 @@ bool parseCommandLine(int argc, char** const argv) {
         const std::string_view argument = argv[i] != nullptr ? argv[i] : "";
         if (argument.empty() || argument.front() != '-') {
             // Shown whole, however long.
-            platform::showErrorBox("Invalid command line option",
+            platform::dialogs().showErrorBox("Invalid command line option",
                                    "Invalid option: \"" + std::string(argument) + "\"\n");
             continue;
         }

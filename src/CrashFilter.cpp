@@ -1,63 +1,90 @@
 #include "CrashFilter.h"
 
 #include <dv/env/AppLog.h>
+#include <dv/env/StampLog.h>
 
+#include "Base64.h"
+#include "HexField.h"
 #include "platform/Dialogs.h"
-#include "platform/Faults.h"
 #include "platform/Files.h"
 #include "platform/Mail.h"
-#include "platform/MiniDump.h"
+
+#include <iostream>
 
 namespace dv::env::internal {
 
 namespace {
 
-// The system behind the filter. It runs inside the fault handler: no step
-// takes heap memory or a lock, so a fault inside the allocator is reported
-// like any other.
-class SystemCrash final : public CrashSystem {
-public:
-    // The system's own fault reporting (a core dump, where it keeps them)
-    // comes when the process ends by the fault's default course, after the
-    // filter; there is nothing to hand over first.
-    void reportToSystem(const CrashReport&) override {}
+// Support staff know the filter's lines as the application log's.
+constexpr const char* logUnit = "AppLog";
 
-    bool createDumpFile() override {
-        dumpFile = platform::createTemporaryFile("Dravik.DMP");
-        return dumpFile >= 0;
-    }
-    bool writeDump(const CrashReport& report) override {
-        return report.fault && platform::writeMiniDump(dumpFile, *report.fault);
-    }
-    void rewindDump() override { platform::rewindFile(dumpFile); }
-    std::ptrdiff_t readDump(unsigned char* buffer, std::size_t size) override {
-        return platform::readFile(dumpFile, buffer, size);
-    }
-    void closeDump() override {
-        platform::closeFile(dumpFile);
-        dumpFile = -1;
-    }
-    bool askYesNo(const char* title, const char* text) override { return platform::askYesNo(title, text); }
-    void emailLog(const char* subject, const char* text) override { AppLog::emailLog(subject, text); }
+constexpr std::size_t dumpBlock = 54;  // bytes of the dump per line: 72 characters
 
-private:
-    int dumpFile = -1;
-};
-
-void onFault(const platform::Fault& fault) {
-    // One per fault: threads that fault at the same time each have their own.
-    SystemCrash system;
-    const CrashReport report{fault.code, nullptr, fault.context};
-    crashFilter(report, system);
+void logDump(const platform::Fault& fault) {
+    platform::Files& files = platform::files();
+    const platform::FileHandle dump = files.createScratchFile("Dravik.DMP");
+    if (dump == platform::FileHandle::none)
+        return;
+    if (!platform::faults().writeDump(dump, fault)) {
+        files.closeFile(dump);
+        return;
+    }
+    files.rewindFile(dump);
+    std::clog << StampLog(logUnit, __LINE__) << "Memory Mini-Dump Begin" << std::endl;
+    unsigned char block[dumpBlock];
+    char line[base64LineLength + 1];
+    for (;;) {
+        const std::ptrdiff_t size = files.readFile(dump, block, sizeof(block));
+        if (size < 0)
+            break;
+        base64Encode(block, static_cast<std::size_t>(size), line);
+        // A short last block, even an empty one, still makes its line.
+        std::clog << line << std::endl;
+        if (static_cast<std::size_t>(size) < sizeof(block))
+            break;
+    }
+    std::clog << StampLog(logUnit, __LINE__) << "Memory Mini-Dump End" << std::endl;
+    files.closeFile(dump);
 }
+
+void onFault(const platform::Fault& fault) { crashFilter(fault); }
 
 }  // namespace
 
+long crashFilter(const platform::Fault& fault) {
+    platform::faults().reportToSystem(fault);
+
+    const platform::DelayLoadFailure* failure = fault.delayLoad;
+    if (fault.code == delayLoadModuleNotFound && failure) {
+        std::clog << StampLog(logUnit, __LINE__) << "Unable to delay-load DLL: " << failure->library << " (error "
+                  << Hex8{failure->error} << ")" << std::endl;
+    } else if (fault.code == delayLoadProcedureNotFound && failure) {
+        std::clog << StampLog(logUnit, __LINE__) << "Unable to delay-load DLL: " << failure->library << "/ Proc: ";
+        if (failure->importByName)
+            std::clog << failure->procedureName;
+        else
+            std::clog << failure->ordinal;
+        std::clog << " (error " << Hex8{failure->error} << ")" << std::endl;
+    } else {
+        std::clog << StampLog(logUnit, __LINE__) << "Unhandled exception: " << Hex8{fault.code} << std::endl;
+        logDump(fault);
+    }
+
+    const bool send = platform::dialogs().askYesNo(
+        "Dravik Error",
+        "Dravik has encountered a problem a needs to close.\nWe are sorry for the inconvenience.\n\n"
+        "Please tell us about the problem. We have created\nan error report that you can send to help us improve\n"
+        "Dravik.\n\nWould you like to send this report now ?");
+    if (send)
+        AppLog::emailLog("Error Report", "Dravik Error Report (attached).");
+    return 1;
+}
+
 void installCrashFilter() {
     // What the handler would otherwise look up with the heap, up front.
-    platform::prepareDialogs();
-    platform::prepareMail();
-    platform::installFaultHandler(onFault);
+    platform::dialogs().prepare();
+    platform::mail().prepare();
+    platform::faults().installHandler(onFault);
 }
 
 }  // namespace dv::env::internal

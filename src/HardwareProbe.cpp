@@ -178,7 +178,8 @@ CpuIdTable::Entry CpuIdTable::leaf(std::uint32_t number) const {
     return number < standard.size() ? standard[number] : Entry{};
 }
 
-void measureProcessors(platform::Hardware& hardware, CpuInfo& info) {
+void measureProcessors(CpuInfo& info) {
+    platform::Hardware& hardware = platform::hardware();
     info.processorCount = std::min(hardware.processorCount(), maxProcessors);
     const auto mask = hardware.processAffinityMask();
     if (!mask)
@@ -190,23 +191,23 @@ void measureProcessors(platform::Hardware& hardware, CpuInfo& info) {
         info.tables[info.slotCount].reset();
         // One thread at a time: it works on slot `slotCount` while this one
         // waits. A thread that could not start leaves its slot empty.
-        hardware.runPinned(processor, [&hardware, &info] { measureProcessor(hardware, info); });
+        hardware.runPinned(processor, [&info] { measureProcessor(info); });
         ++info.slotCount;
     }
     info.ready = true;
 }
 
-int measureProcessor(platform::Hardware& hardware, CpuInfo& info) {
+int measureProcessor(CpuInfo& info) {
     const unsigned slot = info.slotCount;
     info.tables[slot].reset();
     info.speeds[slot] = 100.0f;
     try {
         info.tables[slot] = std::make_unique<CpuIdTable>();
-        readCpuId(hardware, *info.tables[slot]);
+        readCpuId(*info.tables[slot]);
         const bool hasCycleCounter = (info.tables[slot]->leaf(1)[CpuIdTable::edx] & (1u << 4)) != 0;
         if (hasCycleCounter) {
             try {
-                info.speeds[slot] = measureSpeed(hardware);
+                info.speeds[slot] = measureSpeed();
             } catch (const ProcessorFault&) {
                 info.speeds[slot] = 100.0f;
             }
@@ -218,7 +219,8 @@ int measureProcessor(platform::Hardware& hardware, CpuInfo& info) {
     }
 }
 
-void readCpuId(platform::Hardware& hardware, CpuIdTable& table) {
+void readCpuId(CpuIdTable& table) {
+    platform::Hardware& hardware = platform::hardware();
     table = CpuIdTable{};
     platform::CpuIdRegisters registers;
     if (!hardware.cpuid(0, registers))
@@ -231,16 +233,18 @@ void readCpuId(platform::Hardware& hardware, CpuIdTable& table) {
         readRange(hardware, extendedBase, table.maxExtendedLeaf, table.extended);
 }
 
-float measureSpeed(platform::Hardware& hardware) {
+float measureSpeed() {
+    platform::Hardware& hardware = platform::hardware();
     const auto frequency = hardware.counterFrequency();
     if (!frequency)
         return 0.0f;
     const auto lowFrequency = static_cast<std::uint32_t>(*frequency);
     RaisedPriority raised(hardware);
-    return settleSpeed([&] { return takeReading(hardware, lowFrequency); });
+    return settleSpeed([&] { return takeReading(lowFrequency); });
 }
 
-std::uint64_t takeReading(platform::Hardware& hardware, std::uint32_t frequency) {
+std::uint64_t takeReading(std::uint32_t frequency) {
+    platform::Hardware& hardware = platform::hardware();
     const std::uint32_t t0 = ticks(hardware);
     std::uint32_t now = t0;
     do

@@ -2,7 +2,7 @@
 
 // What the hardware report learns of each processor: its identification,
 // read on a thread pinned to it, and its clock, measured there against a
-// counter of fixed frequency.
+// counter of fixed frequency. The machine is the platform's Hardware service.
 
 #include "platform/Hardware.h"
 
@@ -50,26 +50,26 @@ struct CpuInfo {
 // Visits every processor of the process's mask (below the capped count) with
 // one pinned thread at a time, and sets `ready` when done. Without a mask
 // nothing is visited and `ready` stays false.
-void measureProcessors(platform::Hardware& hardware, CpuInfo& info);
+void measureProcessors(CpuInfo& info);
 
 // The body of a measuring thread, for slot `info.slotCount`: 1 when it ends
 // normally, 0 after a fault, which leaves the slot without a table.
-int measureProcessor(platform::Hardware& hardware, CpuInfo& info);
+int measureProcessor(CpuInfo& info);
 
 // Every standard and extended leaf, asked once each. Throws ProcessorFault if
 // a standard leaf cannot be had; an extended range that cannot be asked is
 // left empty.
-void readCpuId(platform::Hardware& hardware, CpuIdTable& table);
+void readCpuId(CpuIdTable& table);
 
 // The clock in MHz, measured against the fixed-frequency counter at realtime
 // priority (where the thread may have it; the priority is always put back).
 // 0 if there is no counter; throws ProcessorFault if a reading fails.
-float measureSpeed(platform::Hardware& hardware);
+float measureSpeed();
 
 // One reading of the measure: cycles per microsecond over a window of at
 // least 1,000 counter ticks, in 32-bit tick arithmetic on the low halves of
 // the counter and of `frequency`.
-std::uint64_t takeReading(platform::Hardware& hardware, std::uint32_t frequency);
+std::uint64_t takeReading(std::uint32_t frequency);
 
 // The measure's loop and end rule over the readings that `nextReading` gives:
 // from the third on it ends when the last three agree with their mean within

@@ -1,6 +1,11 @@
 #include "LogMailing.h"
 
+#include "AppLogPath.h"
 #include "platform/Dialogs.h"
+#include "platform/Files.h"
+#include "platform/Mail.h"
+
+#include <cstring>
 
 namespace dv::env::internal {
 
@@ -8,21 +13,52 @@ const char* const supportAddress = DVENV2_SUPPORT_ADDRESS;
 
 namespace {
 
-class SystemMail final : public MailSystem {
+// Text in a buffer of its own: the road runs in the crash handler too, where
+// the heap is not to be trusted. What does not fit is cut off.
+template <std::size_t capacity>
+class FixedText {
 public:
-    bool mailClientAvailable() override { return platform::mailClientAvailable(); }
-    platform::MailResult sendMail(const platform::MailMessage& message) override { return platform::sendMail(message); }
-    bool fileExists(const char* path) override { return platform::fileExists(path); }
-    const char* homeDirectory() override { return platform::homeDirectory(); }
-    bool copyFile(const char* from, const char* to) override { return platform::copyFile(from, to); }
-    bool longPathName(const char* path, char* out) override { return platform::longPathName(path, out); }
-    void showMessage(const char* title, const char* text) override { platform::showMessage(title, text); }
-};
+    FixedText& append(const char* piece) {
+        const std::size_t length = std::strlen(piece);
+        const std::size_t room = capacity - 1 - used;
+        const std::size_t part = length < room ? length : room;
+        std::memcpy(buffer + used, piece, part);
+        used += part;
+        buffer[used] = '\0';
+        return *this;
+    }
+    const char* text() const { return buffer; }
 
-SystemMail mail;
+private:
+    char buffer[capacity] = "";
+    std::size_t used = 0;
+};
 
 }  // namespace
 
-MailSystem& systemMail() { return mail; }
+void emailLog(const char* subject, const char* text) {
+    const char* const path = logPath().c_str();
+    platform::Files& files = platform::files();
+    platform::Mail& mail = platform::mail();
+
+    if (mail.clientAvailable()) {
+        const platform::MailMessage message{subject, text, "Dravik Support", supportAddress,
+                                            files.fileExists(path) ? path : nullptr};
+        // Sent or cancelled: either is the user's answer, and ends the road.
+        if (mail.send(message) != platform::MailResult::failed)
+            return;
+    }
+
+    // Without a place for the copy, the message names the log where it lies.
+    char copy[platform::pathCapacity];
+    char longPath[platform::pathCapacity];
+    const bool copied = mail.copyDestination("Dravik 9 Log.txt", copy, sizeof(copy)) && files.copyFile(path, copy);
+    const char* file = copied ? copy : files.longPathName(path, longPath, sizeof(longPath)) ? longPath : path;
+
+    FixedText<platform::pathCapacity + 256> message;
+    message.append("Please send an e-mail to ").append(supportAddress).append(",\n");
+    message.append("and attach the following file to the e-mail: ").append("\"").append(file).append("\".\n");
+    platform::dialogs().showMessage("Dravik", message.text());
+}
 
 }  // namespace dv::env::internal

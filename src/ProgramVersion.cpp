@@ -31,7 +31,7 @@ namespace {
 
 // An executable without a resource counts as version 0.0.0.0.
 internal::VersionNumbers productVersion() {
-    const auto resource = internal::versionResourceOfMainProgram();
+    const auto resource = platform::system().mainProgramVersion();
     return resource ? resource->product : internal::VersionNumbers{};
 }
 

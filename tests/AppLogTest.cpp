@@ -1,6 +1,6 @@
 #include <dv/env/AppLog.h>
 
-#include "AppLogReports.h"
+#include "platform/System.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -65,25 +65,29 @@ std::vector<std::string> reportLines(const std::string& text) {
     return lines;
 }
 
-class FakeSystem : public internal::platform::System {
+class FakeSystem final : public platform::System {
 public:
-    bool listLoadedModules(std::vector<internal::ModuleRecord>& list) override {
+    bool listLoadedModules(std::vector<platform::ModuleRecord>& list) override {
         list.insert(list.end(), loaded.begin(), loaded.end());
         return !list.empty();
     }
-    bool listMappedModules(std::vector<internal::ModuleRecord>& list) override {
+    bool listMappedModules(std::vector<platform::ModuleRecord>& list) override {
         ++mappedCalls;
         list = mapped;
         return !list.empty();
     }
-    std::optional<std::array<std::uint16_t, 4>> moduleFileVersion(const std::string& name) override {
-        const auto found = versions.find(name);
-        return found == versions.end() ? std::nullopt : std::optional(found->second);
+    std::optional<platform::VersionResource> mainProgramVersion() override { return std::nullopt; }
+    std::optional<platform::VersionResource> moduleVersion(std::string_view name) override {
+        const auto found = versions.find(std::string(name));
+        return found == versions.end() ? std::nullopt : std::optional(platform::VersionResource{found->second, {}});
     }
     std::time_t now() override { return 1709543565; }  // 2024-03-04 09:12:45 UTC
+    std::string localTimeText(std::time_t time) override {
+        return platform::systemService<platform::System>().localTimeText(time);
+    }
     std::optional<Version> systemVersion() override { return std::nullopt; }
 
-    std::vector<internal::ModuleRecord> loaded, mapped;
+    std::vector<platform::ModuleRecord> loaded, mapped;
     std::map<std::string, std::array<std::uint16_t, 4>> versions;
     int mappedCalls = 0;
 };
@@ -98,7 +102,8 @@ protected:
             int flushes = 0;
         } buffer;
         std::ostream out(&buffer);
-        internal::writeAppInfo(out, system);
+        const platform::StandIn<platform::System> standIn(system);
+        AppLog(out).logAppInfo();
         flushes = buffer.flushes;
         return reportLines(buffer.str());
     }
@@ -128,8 +133,8 @@ TEST_F(SystemReport, ListsModulesWithVersionsByBaseNameByEitherRoadThenTheDateUn
 // the loader lists (with code of its own).
 TEST(SystemReportOnThisSystem, BothRoadsListThisProgramFirst) {
     const std::string exe = fs::read_symlink("/proc/self/exe");
-    std::vector<internal::ModuleRecord> loaded, mapped{{"stale", "stale"}};
-    auto& system = internal::platform::thisSystem();
+    std::vector<platform::ModuleRecord> loaded, mapped{{"stale", "stale"}};
+    auto& system = platform::system();
     ASSERT_TRUE(system.listLoadedModules(loaded) && system.listMappedModules(mapped));
     EXPECT_EQ(loaded.front().path, exe);
     EXPECT_EQ(mapped.front().path, exe);

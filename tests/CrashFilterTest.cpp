@@ -2,15 +2,16 @@
 
 #include <dv/env/StampLog.h>
 
-#include "support/Command.h"
-#include "support/TempDir.h"
+#include "Base64.h"
+#include "platform/Dialogs.h"
+#include "platform/Mail.h"
+#include "support/SystemFiles.h"
 #include "support/TestApp.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdint>
-#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -20,53 +21,14 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-std::string encode(const Bytes& bytes, std::ptrdiff_t* result = nullptr) {
-    char out[73];
-    const std::ptrdiff_t length = base64Encode(bytes.data(), bytes.size(), out);
-    if (result)
-        *result = length;
-    return length < 0 ? std::string("<none>") : std::string(out);
-}
-
-TEST(Base64, MatchesTheRfcVectorsAndItsSizeLimit) {
-    const std::pair<std::string, std::string> vectors[] = {
-        {"", ""}, {"f", "Zg=="}, {"fo", "Zm8="}, {"foo", "Zm9v"},
-        {"foob", "Zm9vYg=="}, {"fooba", "Zm9vYmE="}, {"foobar", "Zm9vYmFy"}, {std::string("\xfb\xff\0", 3), "+/8A"},
-    };
-    for (const auto& [plain, coded] : vectors) {
-        std::ptrdiff_t length = -2;
-        EXPECT_EQ(encode(Bytes(plain.begin(), plain.end()), &length), coded) << plain;
-        EXPECT_EQ(length, static_cast<std::ptrdiff_t>(coded.size()));
-    }
-    std::ptrdiff_t length = 0;
-    EXPECT_EQ(encode(Bytes(54, 0xa5), &length).size(), 72u);
-    encode(Bytes(55, 0xa5), &length);  // would need 76 characters
-    EXPECT_EQ(length, -1);
-}
-
-// The dump's lines, joined, are the Base64 of the whole dump, as 54 bytes are
-// whole groups of three. Tails of every padding.
-TEST(Base64, AgreesWithTheSystemsBase64CommandOnRandomData) {
-    std::mt19937 random(20240611);
-    const test::TempDir dir;
-    const std::string file = dir.path("data");
-    for (const std::size_t tail : {0, 1, 2, 53}) {
-        Bytes data(54 * 40 + tail);
-        std::generate(data.begin(), data.end(), [&] { return static_cast<unsigned char>(random()); });
-        dir.write("data", {reinterpret_cast<const char*>(data.data()), data.size()});
-        std::string joined;
-        for (auto at = data.begin(); at < data.end(); at += std::min<std::ptrdiff_t>(54, data.end() - at))
-            joined += encode({at, at + std::min<std::ptrdiff_t>(54, data.end() - at)});
-
-        int status = -1;
-        EXPECT_EQ(joined, test::commandOutput("base64 -w0 '" + file + "'", &status)) << "tail of " << tail;
-        EXPECT_EQ(status, 0);
-    }
+std::string encode(const Bytes& bytes) {
+    char out[base64LineLength + 1];
+    return base64Encode(bytes.data(), bytes.size(), out) < 0 ? std::string("<none>") : std::string(out);
 }
 
 // Stands in for the system: a dump of chosen bytes, a chosen answer, and a
 // record of what the filter asked for.
-class FakeSystem : public CrashSystem {
+class FakeSystem final : public platform::Faults, public platform::Dialogs, public platform::Mail, public test::SystemFiles {
 public:
     Bytes dump;
     bool canCreate = true, canWrite = true, answer = false;
@@ -74,26 +36,39 @@ public:
     std::vector<std::string> calls;
     std::string title, question, subject, body;
 
-    void reportToSystem(const CrashReport&) override { calls.push_back("report"); }
-    bool createDumpFile() override { return calls.push_back("create"), canCreate; }
-    bool writeDump(const CrashReport&) override { return calls.push_back("write"), canWrite; }
-    void rewindDump() override { calls.push_back("rewind"), position = 0; }
-    void closeDump() override { calls.push_back("close"); }
-    std::ptrdiff_t readDump(unsigned char* buffer, std::size_t size) override {
+    void installHandler(platform::FaultHandler) override {}
+    bool giveThreadAlternateStack() override { return true; }
+    void reportToSystem(const platform::Fault&) override { calls.push_back("report"); }
+    platform::FileHandle createScratchFile(const char*) override {
+        return calls.push_back("create"), canCreate ? scratch : platform::FileHandle::none;
+    }
+    bool writeDump(platform::FileHandle file, const platform::Fault&) override {
+        return calls.push_back("write"), file == scratch && canWrite;
+    }
+    bool rewindFile(platform::FileHandle) override { return calls.push_back("rewind"), position = 0, true; }
+    void closeFile(platform::FileHandle) override { calls.push_back("close"); }
+    std::ptrdiff_t readFile(platform::FileHandle, void* buffer, std::size_t size) override {
         if (position >= failReadAfter)
             return -1;
         const std::size_t part = std::min(size, dump.size() - position);
-        std::copy_n(dump.begin() + static_cast<std::ptrdiff_t>(position), part, buffer);
+        std::copy_n(dump.begin() + static_cast<std::ptrdiff_t>(position), part, static_cast<unsigned char*>(buffer));
         return position += part, static_cast<std::ptrdiff_t>(part);
     }
+    void prepare() override {}
     bool askYesNo(const char* caption, const char* text) override {
         return calls.push_back("ask"), title = caption, question = text, answer;
     }
-    void emailLog(const char* mailSubject, const char* text) override {
-        calls.push_back("mail"), subject = mailSubject, body = text;
+    void showMessage(const char*, const char*) override {}
+    void showErrorBox(const std::string&, const std::string&) override {}
+    bool clientAvailable() override { return true; }
+    platform::MailResult send(const platform::MailMessage& message) override {
+        calls.push_back("mail"), subject = message.subject, body = message.text;
+        return platform::MailResult::sent;
     }
+    bool copyDestination(const char*, char*, std::size_t) override { return false; }
 
 private:
+    static constexpr platform::FileHandle scratch{7};
     std::size_t position = 0;
 };
 
@@ -102,9 +77,9 @@ using Lines = std::vector<std::string>;
 class CrashFilterLog : public ::testing::Test {
 protected:
     // Runs the filter on a fresh log and gives its lines, stamps cut off.
-    Lines run(const CrashReport& report) {
+    Lines run(const platform::Fault& fault) {
         log.reset();
-        EXPECT_EQ(crashFilter(report, system), 1);
+        EXPECT_EQ(crashFilter(fault), 1);
         Lines lines;
         std::istringstream in(log.text());
         for (std::string line; std::getline(in, line);)
@@ -123,11 +98,15 @@ protected:
 
     test::ClogCapture log;
     FakeSystem system;
+    const platform::StandIn<platform::Faults> faults{system};
+    const platform::StandIn<platform::Dialogs> dialogs{system};
+    const platform::StandIn<platform::Mail> mail{system};
+    const platform::StandIn<platform::Files> files{system};
 };
 
 TEST_F(CrashFilterLog, FaultWritesTheCodeTheDumpBetweenMarkersAndAsks) {
     dumpOf(108);  // a multiple of 54 bytes ends in an empty block
-    EXPECT_EQ(run(CrashReport{0xc0000005}), (Lines{"Unhandled exception: c0000005", "Memory Mini-Dump Begin",
+    EXPECT_EQ(run(platform::Fault{0xc0000005}), (Lines{"Unhandled exception: c0000005", "Memory Mini-Dump Begin",
                                                    lineOf(0, 54), lineOf(54, 108), "raw ", "Memory Mini-Dump End"}));
     EXPECT_EQ(system.calls, (Lines{"report", "create", "write", "rewind", "close", "ask"}));
     EXPECT_EQ(system.title, "Dravik Error");
@@ -137,7 +116,7 @@ TEST_F(CrashFilterLog, FaultWritesTheCodeTheDumpBetweenMarkersAndAsks) {
               "improve\nDravik.\n\nWould you like to send this report now ?");
 
     dumpOf(110);
-    EXPECT_EQ(run(CrashReport{0xc0000094}), (Lines{"Unhandled exception: c0000094", "Memory Mini-Dump Begin",
+    EXPECT_EQ(run(platform::Fault{0xc0000094}), (Lines{"Unhandled exception: c0000094", "Memory Mini-Dump Begin",
                                                    lineOf(0, 54), lineOf(54, 108), lineOf(108, 110),
                                                    "Memory Mini-Dump End"}));
     // The stream is decimal again after the hex code.
@@ -152,14 +131,14 @@ TEST_F(CrashFilterLog, NoDumpFileOrFailedDumpWritesOnlyTheCodeAndAsks) {
     for (const auto& [code, line] : {std::make_pair(0x15u, "Unhandled exception: 00000015"),
                                      std::make_pair(0x40000015u, "Unhandled exception: 40000015"),
                                      std::make_pair(0xc00000fdu, "Unhandled exception: c00000fd")})
-        EXPECT_EQ(run(CrashReport{code}), Lines{line});
+        EXPECT_EQ(run(platform::Fault{code}), Lines{line});
     EXPECT_EQ(system.calls, (Lines{"report", "create", "ask", "report", "create", "ask", "report", "create", "ask"}));
 
     system.calls.clear();
     system.canCreate = true;
     system.canWrite = false;
     system.answer = true;
-    EXPECT_EQ(run(CrashReport{0xc0000005}).size(), 1u);
+    EXPECT_EQ(run(platform::Fault{0xc0000005}).size(), 1u);
     EXPECT_EQ(system.calls, (Lines{"report", "create", "write", "close", "ask", "mail"}));
     EXPECT_EQ(system.subject, "Error Report");
     EXPECT_EQ(system.body, "Dravik Error Report (attached).");
@@ -168,19 +147,19 @@ TEST_F(CrashFilterLog, NoDumpFileOrFailedDumpWritesOnlyTheCodeAndAsks) {
 TEST_F(CrashFilterLog, ReadFailureEndsTheLinesAndTheEndMarkerFollows) {
     dumpOf(200);
     system.failReadAfter = 108;
-    EXPECT_EQ(run(CrashReport{0xc0000005}), (Lines{"Unhandled exception: c0000005", "Memory Mini-Dump Begin",
+    EXPECT_EQ(run(platform::Fault{0xc0000005}), (Lines{"Unhandled exception: c0000005", "Memory Mini-Dump Begin",
                                                    lineOf(0, 54), lineOf(54, 108), "Memory Mini-Dump End"}));
 }
 
 TEST_F(CrashFilterLog, DelayLoadFailuresWriteOneLineAndNoDump) {
-    const DelayLoadFailure failures[] = {{"Render.dll", true, nullptr, 0, 126},
+    const platform::DelayLoadFailure failures[] = {{"Render.dll", true, nullptr, 0, 126},
                                          {"Render.dll", true, "drawArc", 0, 127},
                                          {"Render.dll", false, nullptr, 12, 127}};
-    EXPECT_EQ(run(CrashReport{delayLoadModuleNotFound, &failures[0]}),
+    EXPECT_EQ(run(platform::Fault{delayLoadModuleNotFound, nullptr, &failures[0]}),
               Lines{"Unable to delay-load DLL: Render.dll (error 0000007e)"});
-    EXPECT_EQ(run(CrashReport{delayLoadProcedureNotFound, &failures[1]}),
+    EXPECT_EQ(run(platform::Fault{delayLoadProcedureNotFound, nullptr, &failures[1]}),
               Lines{"Unable to delay-load DLL: Render.dll/ Proc: drawArc (error 0000007f)"});
-    EXPECT_EQ(run(CrashReport{delayLoadProcedureNotFound, &failures[2]}),
+    EXPECT_EQ(run(platform::Fault{delayLoadProcedureNotFound, nullptr, &failures[2]}),
               Lines{"Unable to delay-load DLL: Render.dll/ Proc: 12 (error 0000007f)"});
     EXPECT_EQ(std::count(system.calls.begin(), system.calls.end(), "create"), 0);
     EXPECT_EQ(std::count(system.calls.begin(), system.calls.end(), "ask"), 3);

@@ -21,16 +21,16 @@
 #include <string>
 #include <thread>
 
-namespace dv::env::internal::platform {
+namespace dv::env::platform {
 namespace {
 
 constexpr int saidYes = 10, saidNo = 11;
 
 int ask() {
-    return askYesNo("Dravik Error", "Dravik has encountered a problem.\nWould you like to send this report now ?")
+    return dialogs().askYesNo("Dravik Error", "Dravik has encountered a problem.\nWould you like to send this report now ?")
                ? saidYes : saidNo;
 }
-int show() { return showMessage("Dravik", "Please send an e-mail.\n"), 0; }
+int show() { return dialogs().showMessage("Dravik", "Please send an e-mail.\n"), 0; }
 
 int exitStatus(pid_t child) {
     int status = 0;
@@ -134,4 +134,4 @@ TEST(Dialogs, OnADisplayAFoxDialogAsksWithYesAndNo) {
 }
 
 }  // namespace
-}  // namespace dv::env::internal::platform
+}  // namespace dv::env::platform

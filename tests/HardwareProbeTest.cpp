@@ -1,4 +1,5 @@
-#include "AppLogReports.h"
+#include <dv/env/AppLog.h>
+
 #include "HardwareProbe.h"
 
 #include <gtest/gtest.h>
@@ -30,7 +31,7 @@ std::uint64_t next(std::deque<std::uint64_t>& script) {
 // A machine of the test's making. Each processor answers from its own leaves
 // (processor 0's by default). Unless scripted, the counter runs 10 ticks per
 // reading at 10 MHz and the cycle counter at `mhz`.
-class FakeHardware : public platform::Hardware {
+class FakeHardware final : public platform::Hardware {
 public:
     unsigned processorCount() override { return count; }
     std::optional<std::uint64_t> processAffinityMask() override { return mask; }
@@ -91,7 +92,8 @@ public:
 // The report's lines, each checked for the stamp of AppLog and cut behind it.
 std::vector<std::string> report(platform::Hardware& hardware) {
     std::ostringstream out;
-    writeHardwareInfo(out, hardware);
+    const platform::StandIn<platform::Hardware> standIn(hardware);
+    AppLog(out).logHardwareInfo();
     std::vector<std::string> lines;
     std::istringstream in(out.str());
     for (std::string line; std::getline(in, line);) {
@@ -122,22 +124,23 @@ TEST(HardwareProbe, MeasureEndsWhenThreeReadingsAgreeFromTheThirdOnOrAtTheTwenti
 
 TEST(HardwareProbe, ReadingIsCyclesPerMicrosecondRoundedInThirtyTwoBitTicks) {
     FakeHardware clock;
+    const platform::StandIn<platform::Hardware> standIn(clock);
     // The counter's low half wraps inside the window; 1,234 ticks at 10 MHz
     // are 123 whole microseconds.
     const std::uint64_t t0 = 0xFFFFFFF0, t1 = t0 + 50;
     clock.counts = {t0, t0 + 49, t1, t1 + 999, t1 + 1234};
     clock.cycles = {1000, 1000 + 123 * 300 + 61};
-    EXPECT_EQ(takeReading(clock, 10'000'000), 300u);
+    EXPECT_EQ(takeReading(10'000'000), 300u);
     clock.counts = {t0, t1, t1 + 1234};
     clock.cycles = {1000, 1000 + 123 * 300 + 62};
-    EXPECT_EQ(takeReading(clock, 10'000'000), 301u);
+    EXPECT_EQ(takeReading(10'000'000), 301u);
     // 50,000 ticks times 100,000 wraps in 32 bits and comes out as 705 us.
     clock.counts = {0, 50, 50'050};
     clock.cycles = {0, 705 * 2};
-    EXPECT_EQ(takeReading(clock, 10'000'000), 2u);
+    EXPECT_EQ(takeReading(10'000'000), 2u);
     // A counter so fast that the window has no whole microsecond is a fault.
     clock.counts = {0, 50, 1050};
-    EXPECT_THROW(takeReading(clock, 0xFFFFFFFF), ProcessorFault);
+    EXPECT_THROW(takeReading(0xFFFFFFFF), ProcessorFault);
 }
 
 // The name of a slot whose table has leaf 0 from `vendor`, leaf 1 from
@@ -251,7 +254,7 @@ TEST(HardwareReportOnThisMachine, AgreesWithTheSystemAndMeasuresOnEachProcessor)
     for (unsigned* part = brand; part < brand + 12; part += 4)
         __get_cpuid(ext + 2 + (part - brand) / 4, part, part + 1, part + 2, part + 3);
 
-    auto& hardware = platform::systemHardware();
+    auto& hardware = platform::hardware();
     const auto lines = report(hardware);
     ASSERT_EQ(lines.size(), processors + 4);
     for (unsigned i = 0; i < processors; ++i) {
@@ -268,7 +271,7 @@ TEST(HardwareReportOnThisMachine, AgreesWithTheSystemAndMeasuresOnEachProcessor)
         int ranOn = -1;
         ASSERT_TRUE(hardware.runPinned(processor, [&] {
             ranOn = sched_getcpu();
-            EXPECT_GT(measureSpeed(hardware), 0.0f);
+            EXPECT_GT(measureSpeed(), 0.0f);
             EXPECT_EQ(hardware.priority().policy, policy);
         }));
         EXPECT_EQ(ranOn, static_cast<int>(processor));

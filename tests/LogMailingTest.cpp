@@ -2,7 +2,10 @@
 
 #include <dv/env/AppLog.h>
 
+#include "platform/Dialogs.h"
+#include "platform/Mail.h"
 #include "support/Command.h"
+#include "support/SystemFiles.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -22,7 +25,8 @@ namespace {
 namespace fs = std::filesystem;
 using platform::MailResult;
 
-class FakeMail : public MailSystem {
+// Stands in for the mail client, the copy and the message dialog.
+class FakeMail final : public platform::Mail, public platform::Dialogs, public test::SystemFiles {
 public:
     bool client = true, copyWorks = true;
     MailResult result = MailResult::sent;
@@ -33,24 +37,29 @@ public:
     std::optional<std::string> attachment;
     std::vector<std::pair<std::string, std::string>> copies, messages;
 
-    bool mailClientAvailable() override { return client; }
-    MailResult sendMail(const platform::MailMessage& message) override {
+    void prepare() override {}
+    bool clientAvailable() override { return client; }
+    MailResult send(const platform::MailMessage& message) override {
         sent.push_back({message.subject, message.text, message.recipientName, message.recipientAddress});
         attachment = message.attachment ? std::optional<std::string>(message.attachment) : std::nullopt;
         return result;
     }
-    bool fileExists(const char* path) override { return fs::is_regular_file(path); }
-    const char* homeDirectory() override { return home.c_str(); }
+    bool copyDestination(const char* fileName, char* out, std::size_t capacity) override {
+        const std::string path = home + "/" + fileName;
+        return !home.empty() && path.size() < capacity && std::strcpy(out, path.c_str());
+    }
     bool copyFile(const char* from, const char* to) override {
         copies.emplace_back(from, to);
         return copyWorks && *from;
     }
-    bool longPathName(const char*, char* out) override {
+    bool longPathName(const char*, char* out, std::size_t) override {
         if (longPath)
             std::strcpy(out, longPath->c_str());
         return longPath.has_value();
     }
     void showMessage(const char* title, const char* message) override { messages.emplace_back(title, message); }
+    bool askYesNo(const char*, const char*) override { return false; }
+    void showErrorBox(const std::string&, const std::string&) override {}
 };
 
 std::string secondRoadText(const std::string& file) {
@@ -68,10 +77,13 @@ protected:
     test::TempDir dir;
     const std::string log = dir.path("dravik.log");  // the process's log path
     FakeMail mail;
+    const platform::StandIn<platform::Mail> mailStandIn{mail};
+    const platform::StandIn<platform::Dialogs> dialogsStandIn{mail};
+    const platform::StandIn<platform::Files> filesStandIn{mail};
 };
 
 TEST_F(EmailLog, MailClientGetsTheMailWithTheLogAttachedIfThereIsOne) {
-    emailLog("Error Report", "Dravik Error Report (attached).", mail);
+    emailLog("Error Report", "Dravik Error Report (attached).");
     EXPECT_EQ(mail.sent, (decltype(mail.sent){
                              {"Error Report", "Dravik Error Report (attached).", "Dravik Support", supportAddress}}));
     EXPECT_EQ(mail.attachment, log);
@@ -79,7 +91,7 @@ TEST_F(EmailLog, MailClientGetsTheMailWithTheLogAttachedIfThereIsOne) {
     // A cancel ends the road too: no copy, no message.
     fs::remove(log);
     mail.result = MailResult::cancelled;
-    emailLog("s", "t", mail);
+    emailLog("s", "t");
     EXPECT_EQ(mail.sent.size(), 2u);
     EXPECT_EQ(mail.attachment, std::nullopt);
     EXPECT_TRUE(mail.copies.empty());
@@ -91,7 +103,7 @@ TEST_F(EmailLog, FailedOrMissingClientCopiesTheLogHomeAndSaysWhatToSend) {
         mail = FakeMail();
         mail.client = client;
         mail.result = MailResult::failed;
-        emailLog("s", "t", mail);
+        emailLog("s", "t");
         EXPECT_EQ(mail.sent.size(), client ? 1u : 0u);
         EXPECT_EQ(mail.copies, (decltype(mail.copies){{log, "/home/ann/Dravik 9 Log.txt"}}));
         EXPECT_EQ(mail.messages, (decltype(mail.messages){{"Dravik", secondRoadText("/home/ann/Dravik 9 Log.txt")}}));
@@ -103,32 +115,37 @@ TEST_F(EmailLog, FailedCopyNamesTheLogsLongPathOrElseThePathAsGiven) {
     mail.client = false;
     mail.copyWorks = false;
     mail.longPath = "/long/form/dravik.log";
-    emailLog("s", "t", mail);
+    emailLog("s", "t");
     EXPECT_EQ(mail.messages.back().second, secondRoadText("/long/form/dravik.log"));
 
     mail.longPath.reset();
-    emailLog("s", "t", mail);
+    emailLog("s", "t");
     EXPECT_EQ(mail.messages.back().second, secondRoadText(log));
 
     mail = FakeMail();
     mail.client = false;
     mail.home = "";  // nowhere to copy to
-    emailLog("s", "t", mail);
+    emailLog("s", "t");
     EXPECT_TRUE(mail.copies.empty());
     EXPECT_EQ(mail.messages.back().second, secondRoadText(log));
 
     mail.home = "/home/ann";
     std::ostringstream stream;
     AppLog(stream).redirectToFile("");
-    emailLog("s", "t", mail);
+    emailLog("s", "t");
     EXPECT_EQ(mail.messages.back().second, secondRoadText(""));
 }
 
 // The system's own side: xdg-email, with a mail program of ours in MAILER.
-class SystemMail : public EmailLog {};
+class SystemMail : public ::testing::Test {
+protected:
+    test::TempDir dir;
+    const std::string log = dir.write("dravik.log", "log\n");
+    platform::Mail& system = platform::mail();
+};
 
 TEST_F(SystemMail, XdgEmailHandsTheMailToTheMailProgram) {
-    ASSERT_TRUE(platform::mailClientAvailable()) << "xdg-email is not on the search path";
+    ASSERT_TRUE(system.clientAvailable()) << "xdg-email is not on the search path";
     // A mail program that records the address it is given.
     const auto mailerExits = [&](int status) {
         const std::string script = dir.write("mailer", "#!/bin/sh\nprintf '%s' \"$1\" > '" + dir.path("mailto") +
@@ -139,7 +156,7 @@ TEST_F(SystemMail, XdgEmailHandsTheMailToTheMailProgram) {
     mailerExits(0);
     const platform::MailMessage message{"Error Report", "Dravik Error Report (attached).", "Dravik Support",
                                         "help@example.org", log.c_str()};
-    EXPECT_EQ(platform::sendMail(message), MailResult::sent);
+    EXPECT_EQ(system.send(message), MailResult::sent);
     const std::string address = test::fileText(dir.path("mailto"));
     EXPECT_EQ(address.rfind("mailto:Dravik%20Support%20%3Chelp@example.org%3E?", 0), 0u) << address;
     for (const char* part : {"subject=Error%20Report", "body=Dravik%20Error%20Report%20%28attached%29.", "attach=",
@@ -147,14 +164,14 @@ TEST_F(SystemMail, XdgEmailHandsTheMailToTheMailProgram) {
         EXPECT_NE(address.find(part), std::string::npos) << part << " in " << address;
 
     mailerExits(1);
-    EXPECT_EQ(platform::sendMail(message), MailResult::failed);
+    EXPECT_EQ(system.send(message), MailResult::failed);
 }
 
 TEST_F(SystemMail, NoXdgEmailOnTheSearchPathMeansNoMailClient) {
     ::setenv("PATH", dir.path("").c_str(), 1);
-    EXPECT_FALSE(platform::mailClientAvailable());
+    EXPECT_FALSE(system.clientAvailable());
     const platform::MailMessage message{"s", "t", "Dravik Support", "help@example.org", nullptr};
-    EXPECT_EQ(platform::sendMail(message), MailResult::failed);
+    EXPECT_EQ(system.send(message), MailResult::failed);
 }
 
 }  // namespace

@@ -2,7 +2,7 @@
 
 #include <dv/env/ProgramVersion.h>
 
-#include "platform/VersionNote.h"
+#include "platform/System.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@ namespace dv::env {
 namespace {
 
 TEST(ProgramVersion, ProgramWithoutResourceIsVersionZero) {
-    EXPECT_FALSE(internal::versionResourceOfMainProgram());
+    EXPECT_FALSE(platform::system().mainProgramVersion());
     EXPECT_EQ(programVersion(true), "0.0.0.0");
     EXPECT_EQ(programVersion(false), "0.0.0 Build 0");
     EXPECT_EQ(programVersionW(false), L"0.0.0 Build 0");

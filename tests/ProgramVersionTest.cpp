@@ -5,8 +5,8 @@
 #include <dv/env/VersionResource.h>
 
 #include "ProgramVersion.h"
-#include "platform/VersionNote.h"
-#include "platform/linux/ElfNotes.h"
+#include "platform/System.h"
+#include "platform/linux/VersionNote.h"
 
 #include <gtest/gtest.h>
 
@@ -20,7 +20,7 @@ DV_VERSION_RESOURCE(4, 3, 2, 1, 9, 1, 3, 7);
 namespace dv::env {
 namespace {
 
-using internal::VersionNumbers;
+using platform::VersionNumbers;
 
 TEST(ProgramVersion, ReadsTheMainProgramsProductVersionAndPacksEachNumberIntoItsField) {
     EXPECT_EQ(programVersion(true), "9.1.3.7");
@@ -37,24 +37,24 @@ TEST(ProgramVersion, ReadsTheMainProgramsProductVersionAndPacksEachNumberIntoIts
 }
 
 TEST(VersionNote, ModulesAnswerByExactBaseNameAndTheMainProgramAlsoByItsOwn) {
-    const auto main = internal::versionResourceOfMainProgram();
+    const auto main = platform::system().mainProgramVersion();
     ASSERT_TRUE(main);
     EXPECT_EQ(main->file, (VersionNumbers{4, 3, 2, 1}));
     EXPECT_EQ(main->product, (VersionNumbers{9, 1, 3, 7}));
-    const auto byName = internal::versionResourceOfLoadedModule("ProgramVersionTest");
+    const auto byName = platform::system().moduleVersion("ProgramVersionTest");
     ASSERT_TRUE(byName);
     EXPECT_EQ(byName->file, main->file);
 
-    EXPECT_FALSE(internal::versionResourceOfLoadedModule("libversionprobe.so"));  // not loaded yet
+    EXPECT_FALSE(platform::system().moduleVersion("libversionprobe.so"));  // not loaded yet
     void* probe = dlopen(VERSION_PROBE_PATH, RTLD_NOW | RTLD_LOCAL);
     void* plain = dlopen(PLAIN_PROBE_PATH, RTLD_NOW | RTLD_LOCAL);
     ASSERT_TRUE(probe && plain) << dlerror();
-    const auto found = internal::versionResourceOfLoadedModule("libversionprobe.so");
+    const auto found = platform::system().moduleVersion("libversionprobe.so");
     ASSERT_TRUE(found);
     EXPECT_EQ(found->file, (VersionNumbers{5, 6, 7, 8}));
     EXPECT_EQ(found->product, (VersionNumbers{5, 6, 0, 0}));
     for (const char* name : {"libplainprobe.so", "libversionprobe", VERSION_PROBE_PATH, ""})
-        EXPECT_FALSE(internal::versionResourceOfLoadedModule(name)) << name;
+        EXPECT_FALSE(platform::system().moduleVersion(name)) << name;
     EXPECT_EQ(programVersion(true), "9.1.3.7");  // a loaded module's resource never stands in
     dlclose(plain);
     dlclose(probe);
@@ -86,18 +86,18 @@ TEST(VersionNote, FindsItsNoteAmongOthersAndRejectsBrokenOnes) {
         const std::size_t withoutOurs = segment.size();
         appendNote(segment, "dvenv", 1, numbers, alignment);
 
-        const auto found = internal::findVersionNote(segment.data(), segment.size(), alignment);
+        const auto found = platform::findVersionNote(segment.data(), segment.size(), alignment);
         ASSERT_TRUE(found) << alignment;
         EXPECT_EQ(found->file, (VersionNumbers{1, 2, 3, 4}));
         EXPECT_EQ(found->product, (VersionNumbers{5, 6, 7, 8}));
 
-        EXPECT_FALSE(internal::findVersionNote(segment.data(), withoutOurs, alignment));
-        EXPECT_FALSE(internal::findVersionNote(segment.data(), segment.size() - 2, alignment)) << "truncated";
+        EXPECT_FALSE(platform::findVersionNote(segment.data(), withoutOurs, alignment));
+        EXPECT_FALSE(platform::findVersionNote(segment.data(), segment.size() - 2, alignment)) << "truncated";
     }
     std::vector<unsigned char> huge;
     appendNote(huge, "dvenv", 1, numbers, 4);
     huge[0] = 0xFF, huge[1] = 0xFF, huge[2] = 0xFF, huge[3] = 0xFF;  // name size beyond the segment
-    EXPECT_FALSE(internal::findVersionNote(huge.data(), huge.size(), 4));
+    EXPECT_FALSE(platform::findVersionNote(huge.data(), huge.size(), 4));
 }
 
 }  // namespace

@@ -1,21 +1,37 @@
 #pragma once
 
-// Questions and messages to the user, shown by a fresh process: the program
-// that asks may be crashing, and its own windows cannot be trusted.
+// Messages and questions to the user.
 
-namespace dv::env::internal::platform {
+#include "platform/Service.h"
 
-// Finds the dialog program ahead of time, so that asking needs no search
-// later. Asking works without it, but then each call searches.
-void prepareDialogs();
+#include <string>
 
-// Asks a question with the answers Yes and No; true for Yes. With a display,
-// a dialog; without one but with a terminal, on the terminal; with neither,
-// or if nothing can ask, the answer is No.
-bool askYesNo(const char* title, const char* text);
+namespace dv::env::platform {
 
-// Shows a message with one button and returns when the user has closed it.
-// With neither display nor terminal, the text goes to standard error.
-void showMessage(const char* title, const char* text);
+class Dialogs {
+public:
+    // Readies what the two calls after it need, so that the fault handler can
+    // ask without heap memory. They work without it, more slowly.
+    virtual void prepare() = 0;
 
-}  // namespace dv::env::internal::platform
+    // Asks a question with the answers Yes and No; true for Yes. Whatever
+    // cannot ask, answers No. Safe inside the fault handler.
+    virtual bool askYesNo(const char* title, const char* text) = 0;
+    // Shows a message with one button and returns when the user has closed
+    // it. Safe inside the fault handler.
+    virtual void showMessage(const char* title, const char* text) = 0;
+
+    // A modal error box with no owner window, for a bad argument; it returns
+    // when the user has seen it. The text is shown whole, "%" included.
+    virtual void showErrorBox(const std::string& title, const std::string& text) = 0;
+
+protected:
+    ~Dialogs() = default;
+};
+
+template <>
+Dialogs& systemService<Dialogs>();
+
+inline Dialogs& dialogs() { return service<Dialogs>(); }
+
+}  // namespace dv::env::platform

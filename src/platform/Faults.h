@@ -1,32 +1,67 @@
 #pragma once
 
-// The process-wide hook for fatal faults (bad memory access, illegal
-// instruction, arithmetic fault, abort), as the crash filter needs it.
+// Fatal faults of the process (bad memory access, illegal instruction,
+// arithmetic fault, abort) as the crash filter meets them, and the dump of
+// the process it writes for one.
+
+#include "platform/Files.h"
+#include "platform/Service.h"
 
 #include <cstdint>
 
-namespace dv::env::internal::platform {
+namespace dv::env::platform {
 
-// What the platform knows of one fault; only the dump writer looks inside.
+// What the backend knows of one fault; only the dump writer looks inside.
 struct FaultContext;
+
+// What a failed load of a library on first use tells.
+struct DelayLoadFailure {
+    const char* library;
+    bool importByName;
+    const char* procedureName;  // when importByName
+    std::uint32_t ordinal;      // otherwise
+    std::uint32_t error;        // the system's error number
+};
 
 struct Fault {
     std::uint32_t code;  // an exception code in the 32-bit form of the log line
-    const FaultContext* context;
+    const FaultContext* context = nullptr;
+    const DelayLoadFailure* delayLoad = nullptr;  // with the two delay-load codes
 };
 
 using FaultHandler = void (*)(const Fault& fault);
 
-// Makes `handler` run on the faulting thread for every fatal fault of any
-// thread, for the rest of the process; a second call only changes the handler.
-// The calling thread gets an alternate stack for it, so that a stack overflow
-// still reaches the handler. When the handler returns, the process ends by the
-// fault's own default course (a core dump where the system keeps them); a
-// fault inside the handler ends the process the same way at once.
-void installFaultHandler(FaultHandler handler);
+class Faults {
+public:
+    // Makes `handler` run on the faulting thread for every fatal fault of any
+    // thread, for the rest of the process; a second call only changes the
+    // handler. The calling thread gets an alternate stack for it, so that a
+    // stack overflow still reaches the handler. When the handler returns, the
+    // process ends by the fault's own default course (a core dump where the
+    // system keeps them); a fault inside the handler ends the process the
+    // same way at once.
+    virtual void installHandler(FaultHandler handler) = 0;
 
-// Gives the calling thread an alternate stack for the fault handler unless it
-// has one; false if none could be made.
-bool giveThreadAlternateStack();
+    // Gives the calling thread an alternate stack for the fault handler
+    // unless it has one; false if none could be made.
+    virtual bool giveThreadAlternateStack() = 0;
 
-}  // namespace dv::env::internal::platform
+    // Offers the fault to the system's own fault reporting.
+    virtual void reportToSystem(const Fault& fault) = 0;
+
+    // Writes a dump of the running process into the open, empty scratch file
+    // `file`, naming the faulting thread and the fault. Runs on the faulting
+    // thread inside the handler: no heap memory, no lock. False if the dump
+    // could not be written whole.
+    virtual bool writeDump(FileHandle file, const Fault& fault) = 0;
+
+protected:
+    ~Faults() = default;
+};
+
+template <>
+Faults& systemService<Faults>();
+
+inline Faults& faults() { return service<Faults>(); }
+
+}  // namespace dv::env::platform

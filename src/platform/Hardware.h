@@ -2,15 +2,15 @@
 
 // The machine as the hardware report reads it: processors, the process's
 // affinity, pinned threads, the processor's own identification and cycle
-// counter, a fixed-frequency counter, scheduling priority and memory. An
-// interface, so the report's logic can run against readings of a test's
-// choosing.
+// counter, a fixed-frequency counter, scheduling priority and memory.
+
+#include "platform/Service.h"
 
 #include <cstdint>
 #include <functional>
 #include <optional>
 
-namespace dv::env::internal::platform {
+namespace dv::env::platform {
 
 // One answer of the processor identification instruction.
 struct CpuIdRegisters {
@@ -31,11 +31,6 @@ struct ThreadPriority {
 
 class Hardware {
 public:
-    Hardware() = default;
-    Hardware(const Hardware&) = delete;
-    Hardware& operator=(const Hardware&) = delete;
-    virtual ~Hardware() = default;
-
     // Logical processors of the system.
     virtual unsigned processorCount() = 0;
     // Processors 0 to 63 that this process may run on, one bit each.
@@ -62,9 +57,14 @@ public:
     virtual bool setPriority(const ThreadPriority& priority) = 0;
 
     virtual std::optional<MemoryStatus> memoryStatus() = 0;
+
+protected:
+    ~Hardware() = default;
 };
 
-// The machine this process runs on.
-Hardware& systemHardware();
+template <>
+Hardware& systemService<Hardware>();
 
-}  // namespace dv::env::internal::platform
+inline Hardware& hardware() { return service<Hardware>(); }
+
+}  // namespace dv::env::platform

@@ -1,12 +1,13 @@
 #pragma once
 
-// The system's mail hand-over and the file operations of the mail road. The
-// crash handler takes this road too: nothing here uses the heap once
-// prepareMail has run.
+// The system's mail client, as the mail road of the log uses it. Every call
+// is safe inside the fault handler once `prepare` has run.
+
+#include "platform/Service.h"
 
 #include <cstddef>
 
-namespace dv::env::internal::platform {
+namespace dv::env::platform {
 
 enum class MailResult { sent, cancelled, failed };
 
@@ -18,26 +19,28 @@ struct MailMessage {
     const char* attachment;  // a file to attach, or null
 };
 
-// Looks up what the road needs of the user database ahead of time.
-void prepareMail();
+class Mail {
+public:
+    // Looks up ahead of time what the calls below would need the heap for.
+    virtual void prepare() = 0;
 
-// Whether a mail client can take a prepared mail over.
-bool mailClientAvailable();
+    // Whether a mail client can take a prepared mail over.
+    virtual bool clientAvailable() = 0;
+    // Hands the mail to the mail client and waits until it has taken it.
+    virtual MailResult send(const MailMessage& message) = 0;
 
-// Hands the mail to the mail client and waits until it has taken it.
-MailResult sendMail(const MailMessage& message);
+    // Where the road puts its copy of the log when there is no mail client:
+    // `fileName` in the platform's place for it, into `out` of `capacity`
+    // bytes. False if there is no such place or the path does not fit.
+    virtual bool copyDestination(const char* fileName, char* out, std::size_t capacity) = 0;
 
-// The user's home directory from the user database, or empty.
-const char* homeDirectory();
+protected:
+    ~Mail() = default;
+};
 
-// Whether a file (not a directory) exists at `path`.
-bool fileExists(const char* path);
+template <>
+Mail& systemService<Mail>();
 
-// Copies `from` to `to`, replacing `to`. False if that failed.
-bool copyFile(const char* from, const char* to);
+inline Mail& mail() { return service<Mail>(); }
 
-// The absolute form of `path` with every link resolved, into `out`, which
-// has room for PATH_MAX characters; false if there is no such file.
-bool longPathName(const char* path, char* out);
-
-}  // namespace dv::env::internal::platform
+}  // namespace dv::env::platform

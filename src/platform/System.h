@@ -1,18 +1,19 @@
 #pragma once
 
-// The process and the operating system as the program and system report
-// reads them: the modules loaded in the process, a module's version, the
-// clock, and the system's version. An interface, so the report's logic can
-// run against readings of a test's choosing.
+// The process and the operating system: the modules loaded in the process
+// and their version resources, the clock, and the system's version.
+
+#include "platform/Service.h"
 
 #include <array>
 #include <cstdint>
 #include <ctime>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
-namespace dv::env::internal {
+namespace dv::env::platform {
 
 // One module of the process: its full path, and its base name with extension.
 struct ModuleRecord {
@@ -20,28 +21,35 @@ struct ModuleRecord {
     std::string name;
 };
 
-}  // namespace dv::env::internal
+// Major, minor, patch, build.
+using VersionNumbers = std::array<std::uint16_t, 4>;
 
-namespace dv::env::internal::platform {
+// What DV_VERSION_RESOURCE puts into a program file.
+struct VersionResource {
+    VersionNumbers file;
+    VersionNumbers product;
+};
 
 class System {
 public:
-    System() = default;
-    System(const System&) = delete;
-    System& operator=(const System&) = delete;
-    virtual ~System() = default;
-
     // The first road to the modules: the loader's own list, the main program
     // first. Appends to `list`; true if `list` is not empty then.
     virtual bool listLoadedModules(std::vector<ModuleRecord>& list) = 0;
     // The second road: the files mapped with code into the process. Empties
     // `list` and fills it; true if it is not empty then.
     virtual bool listMappedModules(std::vector<ModuleRecord>& list) = 0;
-    // The file version (major, minor, patch, build) of the loaded module of
-    // base name `name`, if it carries a version resource.
-    virtual std::optional<std::array<std::uint16_t, 4>> moduleFileVersion(const std::string& name) = 0;
+
+    // The resource of the process's main program; nothing if it carries none.
+    virtual std::optional<VersionResource> mainProgramVersion() = 0;
+    // The resource of the first loaded module whose file's base name
+    // (extension included, e.g. "libdvenv2.so.1") is `baseName` exactly; the
+    // main program answers to its own file's base name too.
+    virtual std::optional<VersionResource> moduleVersion(std::string_view baseName) = 0;
 
     virtual std::time_t now() = 0;
+    // `time` as local time in the classic 25 characters, "Sun Sep 16 01:03:52
+    // 1973\n"; empty if it cannot be converted.
+    virtual std::string localTimeText(std::time_t time) = 0;
 
     // The system's name and its version as text; nothing if it will not say.
     struct Version {
@@ -49,9 +57,14 @@ public:
         std::string text;
     };
     virtual std::optional<Version> systemVersion() = 0;
+
+protected:
+    ~System() = default;
 };
 
-// The process and the system this library runs in.
-System& thisSystem();
+template <>
+System& systemService<System>();
 
-}  // namespace dv::env::internal::platform
+inline System& system() { return service<System>(); }
+
+}  // namespace dv::env::platform

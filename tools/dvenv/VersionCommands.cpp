@@ -6,7 +6,7 @@
 #include <dv/env/ProgramVersion.h>
 #include <dv/env/VersionResource.h>
 
-#include "platform/VersionNote.h"
+#include "platform/linux/VersionNote.h"
 
 #include <iostream>
 
@@ -26,7 +26,7 @@ int printVersion(const Arguments& args) {
     // The file version of the library as loaded, so a mismatched install shows.
     constexpr const char* library = "libdvenv2.so." DVENV2_SOVERSION;
     std::cout << library;
-    if (const auto resource = dv::env::internal::versionResourceOfLoadedModule(library)) {
+    if (const auto resource = dv::env::platform::versionNoteOfLoadedModule(library)) {
         const auto& v = resource->file;
         std::cout << ' ' << v[0] << '.' << v[1] << '.' << v[2] << '.' << v[3];
     }

@@ -1,28 +1,25 @@
-// Dialogs come from the program dvenv-ask, installed with the library: a
-// fresh process that opens its own display connection (or the terminal), so
-// that a crashing process never has to trust its own windows.
+// Questions and messages come from the program dvenv-ask, installed with the
+// library: a fresh process that opens its own display connection (or the
+// terminal), so that a crashing process never has to trust its own windows.
+// The error box for a bad argument is the application's own FOX dialog.
 
 #include "platform/Dialogs.h"
+#include "platform/linux/Posix.h"
+
+#include <fx.h>
 
 #include <dlfcn.h>
-#include <errno.h>
 #include <limits.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstring>
-#include <initializer_list>
 
-namespace dv::env::internal::platform {
+namespace dv::env::platform {
 
 namespace {
 
 constexpr int answerYes = 0;
-
-// Found once, ahead of any question: asking then needs no heap memory.
-char helperPath[PATH_MAX];
 
 bool copyPath(char* to, const char* directory, std::size_t length, const char* tail) {
     const std::size_t tailLength = std::strlen(tail);
@@ -56,68 +53,68 @@ void findHelper(char* found) {
         copyPath(found, DVENV2_HELPER_INSTALL_PATH, std::strlen(DVENV2_HELPER_INSTALL_PATH), "");
 }
 
-// Runs the dialog program and gives its exit status, or -1 if it could not
-// run or did not exit.
-int runHelper(const char* mode, const char* title, const char* text) {
-    if (helperPath[0] == '\0')
-        findHelper(helperPath);
-    if (helperPath[0] == '\0')
-        return -1;
+void writeText(int descriptor, const char* text) { writeAll(descriptor, text, std::strlen(text)); }
 
-    // The caller may be a fault handler with the fatal signals blocked: the
-    // dialog program starts with none blocked and none handled.
-    posix_spawnattr_t attributes;
-    ::posix_spawnattr_init(&attributes);
-    sigset_t signals;
-    sigemptyset(&signals);
-    ::posix_spawnattr_setsigmask(&attributes, &signals);
-    for (const int signal : {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT})
-        sigaddset(&signals, signal);
-    ::posix_spawnattr_setsigdefault(&attributes, &signals);
-    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-
-    char* const arguments[] = {helperPath, const_cast<char*>(mode), const_cast<char*>(title), const_cast<char*>(text), nullptr};
-    pid_t child = 0;
-    const int failed = ::posix_spawn(&child, helperPath, nullptr, &attributes, arguments, environ);
-    ::posix_spawnattr_destroy(&attributes);
-    if (failed)
-        return -1;
-    int status = 0;
-    while (::waitpid(child, &status, 0) < 0) {
-        if (errno != EINTR)
-            return -1;
+class LinuxDialogs final : public Dialogs {
+public:
+    void prepare() override {
+        if (helperPath[0] == '\0')
+            findHelper(helperPath);
     }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
 
-void writeAll(int file, const char* text) {
-    std::size_t left = std::strlen(text);
-    while (left > 0) {
-        const ssize_t wrote = ::write(file, text, left);
-        if (wrote < 0 && errno == EINTR)
-            continue;
-        if (wrote <= 0)
+    bool askYesNo(const char* title, const char* text) override {
+        const ChildStatus answer = runHelper("question", title, text);
+        return answer.exited && answer.code == answerYes;
+    }
+
+    void showMessage(const char* title, const char* text) override {
+        if (!runHelper("message", title, text).exited) {
+            writeText(STDERR_FILENO, title);
+            writeText(STDERR_FILENO, "\n");
+            writeText(STDERR_FILENO, text);
+        }
+    }
+
+    // A real dialog once the application has opened its display; before that,
+    // as when a command line is read first, the text goes to standard error.
+    void showErrorBox(const std::string& title, const std::string& text) override {
+        FXApp* app = FXApp::instance();
+        if (app == nullptr || !app->isInitialized()) {
+            std::fwrite(title.data(), 1, title.size(), stderr);
+            std::fputc('\n', stderr);
+            std::fwrite(text.data(), 1, text.size(), stderr);
+            std::fflush(stderr);
             return;
-        text += wrote;
-        left -= static_cast<std::size_t>(wrote);
+        }
+        // A command line is often read between init() and create(); no window
+        // can be made before the application's own resources are.
+        if (app->getRootWindow()->id() == 0)
+            app->create();
+        // The application object as owner makes a free-standing dialog; the
+        // text goes in as an argument so that a "%" in it stays a character.
+        FXMessageBox::error(app, MBOX_OK, title.c_str(), "%s", text.c_str());
     }
-}
+
+private:
+    ChildStatus runHelper(const char* mode, const char* title, const char* text) {
+        prepare();
+        if (helperPath[0] == '\0')
+            return {};
+        const char* const arguments[] = {helperPath, mode, title, text, nullptr};
+        return runAndWait(arguments, false);
+    }
+
+    // Found once, ahead of any question: asking then needs no heap memory.
+    char helperPath[PATH_MAX] = "";
+};
+
+LinuxDialogs linuxDialogs;
 
 }  // namespace
 
-void prepareDialogs() {
-    if (helperPath[0] == '\0')
-        findHelper(helperPath);
+template <>
+Dialogs& systemService<Dialogs>() {
+    return linuxDialogs;
 }
 
-bool askYesNo(const char* title, const char* text) { return runHelper("question", title, text) == answerYes; }
-
-void showMessage(const char* title, const char* text) {
-    if (runHelper("message", title, text) < 0) {
-        writeAll(STDERR_FILENO, title);
-        writeAll(STDERR_FILENO, "\n");
-        writeAll(STDERR_FILENO, text);
-    }
-}
-
-}  // namespace dv::env::internal::platform
+}  // namespace dv::env::platform

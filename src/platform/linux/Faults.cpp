@@ -1,3 +1,4 @@
+#include "platform/linux/MiniDump.h"
 #include "platform/linux/Signals.h"
 
 #include <sys/mman.h>
@@ -8,7 +9,7 @@
 #include <cstddef>
 #include <cstdlib>
 
-namespace dv::env::internal::platform {
+namespace dv::env::platform {
 
 std::uint32_t faultCode(int signal, int code, bool nearStackPointer) {
     switch (signal) {
@@ -85,13 +86,11 @@ void onSignal(int signal, siginfo_t* info, void* rawContext) {
 
     const auto* context = static_cast<const ucontext_t*>(rawContext);
     const FaultContext faultContext{signal, info, context, self};
-    const Fault fault{faultCode(signal, info->si_code, nearStackPointer(info, context)), &faultContext};
+    const Fault fault{faultCode(signal, info->si_code, nearStackPointer(info, context)), &faultContext, nullptr};
     if (const FaultHandler handler = installedHandler.load())
         handler(fault);
     endByDefaultAction(signal);
 }
-
-}  // namespace
 
 bool giveThreadAlternateStack() {
     // The handler writes the log and starts the dialog from here; a guard
@@ -139,4 +138,26 @@ void installFaultHandler(FaultHandler handler) {
         ::sigaction(signal, &action, nullptr);
 }
 
-}  // namespace dv::env::internal::platform
+class LinuxFaults final : public Faults {
+public:
+    void installHandler(FaultHandler handler) override { installFaultHandler(handler); }
+    bool giveThreadAlternateStack() override { return platform::giveThreadAlternateStack(); }
+    // The system's own reporting (a core dump, where it keeps them) comes
+    // when the process ends by the fault's default course, after the filter:
+    // there is nothing to hand over first.
+    void reportToSystem(const Fault&) override {}
+    bool writeDump(FileHandle file, const Fault& fault) override {
+        return fault.context && writeMiniDump(static_cast<int>(static_cast<std::intptr_t>(file)), *fault.context);
+    }
+};
+
+LinuxFaults linuxFaults;
+
+}  // namespace
+
+template <>
+Faults& systemService<Faults>() {
+    return linuxFaults;
+}
+
+}  // namespace dv::env::platform

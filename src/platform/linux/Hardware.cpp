@@ -16,7 +16,7 @@
 #include <fstream>
 #include <string>
 
-namespace dv::env::internal::platform {
+namespace dv::env::platform {
 
 namespace {
 
@@ -172,11 +172,13 @@ public:
     }
 };
 
+LinuxHardware linuxHardware;
+
 }  // namespace
 
-Hardware& systemHardware() {
-    static LinuxHardware hardware;
-    return hardware;
+template <>
+Hardware& systemService<Hardware>() {
+    return linuxHardware;
 }
 
-}  // namespace dv::env::internal::platform
+}  // namespace dv::env::platform

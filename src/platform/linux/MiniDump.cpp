@@ -13,7 +13,7 @@
 // and /proc/self/maps. Other threads are not in it: their registers cannot be
 // had without stopping them from outside.
 
-#include "platform/MiniDump.h"
+#include "platform/linux/MiniDump.h"
 #include "platform/linux/Signals.h"
 
 #include <cpuid.h>
@@ -32,7 +32,7 @@
 #include <initializer_list>
 #include <new>
 
-namespace dv::env::internal::platform {
+namespace dv::env::platform {
 
 namespace {
 
@@ -752,4 +752,4 @@ bool writeMiniDump(int file, const FaultContext& fault) {
     return ok;
 }
 
-}  // namespace dv::env::internal::platform
+}  // namespace dv::env::platform

@@ -7,6 +7,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <initializer_list>
+
 namespace dv::env::platform {
 
 bool writeAll(int descriptor, const void* data, std::size_t size) {
@@ -95,6 +97,17 @@ ChildStatus runAndWait(const char* const* arguments, bool search) {
     result.exited = WIFEXITED(status);
     result.code = result.exited ? WEXITSTATUS(status) : WIFSIGNALED(status) ? WTERMSIG(status) : 0;
     return result;
+}
+
+std::string_view baseNameOf(std::string_view path) {
+    const auto slash = path.rfind('/');
+    return slash == std::string_view::npos ? path : path.substr(slash + 1);
+}
+
+std::string mainProgramPath() {
+    char buffer[4096];
+    const ssize_t length = ::readlink("/proc/self/exe", buffer, sizeof buffer);
+    return length > 0 && static_cast<std::size_t>(length) < sizeof buffer ? std::string(buffer, length) : std::string();
 }
 
 }  // namespace dv::env::platform

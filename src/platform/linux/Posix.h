@@ -2,10 +2,12 @@
 
 // The POSIX plumbing that every Linux service shares: whole reads and writes
 // that ride out interrupted system calls, an owner of a file descriptor, and
-// starting a program and waiting for it. Everything here is safe inside a
-// fault handler: no heap, no lock.
+// starting a program and waiting for it, and the names of files. Everything
+// but mainProgramPath is safe inside a fault handler: no heap, no lock.
 
 #include <cstddef>
+#include <string>
+#include <string_view>
 
 namespace dv::env::platform {
 
@@ -51,5 +53,12 @@ struct ChildStatus {
 // default action, whatever the calling thread had: the caller may be a fault
 // handler.
 ChildStatus runAndWait(const char* const* arguments, bool search);
+
+// The part of `path` after its last slash.
+std::string_view baseNameOf(std::string_view path);
+
+// The path of the process's main program; empty if the system will not say.
+// Uses the heap: not for the fault handler.
+std::string mainProgramPath();
 
 }  // namespace dv::env::platform

@@ -10,7 +10,7 @@
 
 #include <cstdint>
 
-namespace dv::env::internal::platform {
+namespace dv::env::platform {
 
 struct FaultContext {
     int signal;
@@ -36,4 +36,4 @@ struct FaultContext {
 // code of 0 or less and gets the signal's general code.
 std::uint32_t faultCode(int signal, int code, bool nearStackPointer);
 
-}  // namespace dv::env::internal::platform
+}  // namespace dv::env::platform

@@ -1,28 +1,18 @@
 #include "platform/System.h"
-#include "platform/VersionNote.h"
+#include "platform/linux/Posix.h"
+#include "platform/linux/VersionNote.h"
 
 #include <link.h>
 #include <sys/utsname.h>
-#include <unistd.h>
+#include <time.h>
 
 #include <fstream>
 #include <set>
 #include <sstream>
 
-namespace dv::env::internal::platform {
+namespace dv::env::platform {
 
 namespace {
-
-std::string baseNameOf(const std::string& path) {
-    const auto slash = path.rfind('/');
-    return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
-std::string mainProgramPath() {
-    char buffer[4096];
-    const ssize_t length = ::readlink("/proc/self/exe", buffer, sizeof buffer);
-    return length > 0 && static_cast<std::size_t>(length) < sizeof buffer ? std::string(buffer, length) : std::string();
-}
 
 struct LoadedModules {
     std::vector<ModuleRecord>& list;
@@ -40,7 +30,7 @@ int addLoadedModule(dl_phdr_info* module, std::size_t, void* data) {
     // directory in its name: it is no module on disk.
     if (path.find('/') == std::string::npos)
         return 0;
-    walk.list.push_back({path, baseNameOf(path)});
+    walk.list.push_back({path, std::string(baseNameOf(path))});
     return 0;
 }
 
@@ -92,17 +82,25 @@ public:
         }
         for (const auto& path : order)
             if (withCode.count(path))
-                list.push_back({path, baseNameOf(path)});
+                list.push_back({path, std::string(baseNameOf(path))});
         return !list.empty();
     }
 
-    std::optional<std::array<std::uint16_t, 4>> moduleFileVersion(const std::string& name) override {
-        if (const auto resource = versionResourceOfLoadedModule(name))
-            return resource->file;
-        return std::nullopt;
+    std::optional<VersionResource> mainProgramVersion() override { return versionNoteOfMainProgram(); }
+
+    std::optional<VersionResource> moduleVersion(std::string_view baseName) override {
+        return versionNoteOfLoadedModule(baseName);
     }
 
     std::time_t now() override { return std::time(nullptr); }
+
+    std::string localTimeText(std::time_t time) override {
+        std::tm local{};
+        char text[64];
+        if (!::localtime_r(&time, &local) || !::asctime_r(&local, text))
+            return {};
+        return text;
+    }
 
     // The kernel's name and release as the system gives them, with the
     // distribution's name behind in parentheses where it has one:
@@ -119,11 +117,13 @@ public:
     }
 };
 
+LinuxSystem linuxSystem;
+
 }  // namespace
 
-System& thisSystem() {
-    static LinuxSystem system;
-    return system;
+template <>
+System& systemService<System>() {
+    return linuxSystem;
 }
 
-}  // namespace dv::env::internal::platform
+}  // namespace dv::env::platform

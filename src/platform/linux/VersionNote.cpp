@@ -1,8 +1,8 @@
 // Version resources on Linux: the ELF note that DV_VERSION_RESOURCE puts into
 // a module, found through the program headers of the loaded modules.
 
-#include "platform/VersionNote.h"
-#include "platform/linux/ElfNotes.h"
+#include "platform/linux/VersionNote.h"
+#include "platform/linux/Posix.h"
 
 #include <dv/env/VersionResource.h>
 
@@ -15,25 +15,13 @@
 #include <cstring>
 #include <string>
 
-namespace dv::env::internal {
+namespace dv::env::platform {
 
 namespace {
 
 constexpr char noteOwner[] = "dvenv";
 
 std::size_t padded(std::size_t size, std::size_t alignment) { return (size + alignment - 1) / alignment * alignment; }
-
-std::string_view baseNameOf(std::string_view path) {
-    const auto slash = path.rfind('/');
-    return slash == std::string_view::npos ? path : path.substr(slash + 1);
-}
-
-// The path of the main executable; the loader reports it with an empty name.
-std::string mainProgramPath() {
-    char buffer[4096];
-    const ssize_t length = readlink("/proc/self/exe", buffer, sizeof buffer);
-    return length > 0 && static_cast<std::size_t>(length) < sizeof buffer ? std::string(buffer, length) : std::string();
-}
 
 std::optional<VersionResource> versionNoteOfModule(const dl_phdr_info& module) {
     for (ElfW(Half) i = 0; i < module.dlpi_phnum; ++i) {
@@ -100,13 +88,13 @@ std::optional<VersionResource> findVersionNote(const void* notes, std::size_t si
     return std::nullopt;
 }
 
-std::optional<VersionResource> versionResourceOfMainProgram() {
+std::optional<VersionResource> versionNoteOfMainProgram() {
     Search search;
     dl_iterate_phdr(visitModule, &search);
     return search.result;
 }
 
-std::optional<VersionResource> versionResourceOfLoadedModule(std::string_view baseName) {
+std::optional<VersionResource> versionNoteOfLoadedModule(std::string_view baseName) {
     if (baseName.empty())
         return std::nullopt;
     Search search;
@@ -116,4 +104,4 @@ std::optional<VersionResource> versionResourceOfLoadedModule(std::string_view ba
     return search.result;
 }
 
-}  // namespace dv::env::internal
+}  // namespace dv::env::platform

@@ -2,9 +2,9 @@
 
 // A memory dump of this process, in the minidump format that debuggers open.
 
-#include "platform/Faults.h"
+#include "platform/linux/Signals.h"
 
-namespace dv::env::internal::platform {
+namespace dv::env::platform {
 
 // Writes a dump of the running process into the open, empty file `file`,
 // naming the faulting thread and the fault of `fault`. Runs on the faulting
@@ -12,4 +12,4 @@ namespace dv::env::internal::platform {
 // lock. False if the dump could not be written whole.
 bool writeMiniDump(int file, const FaultContext& fault);
 
-}  // namespace dv::env::internal::platform
+}  // namespace dv::env::platform
