@@ -80,10 +80,12 @@ void OptionsConfigRecorder::record(std::string_view name, const ConfigValue& val
     recorded[std::string(name)] = value;
 }
 
+bool OptionsConfigRecorder::keepsNoDefault(std::string_view name) {
+    return name == "DvImportFormat" || name == "DvExportFormat";
+}
+
 void OptionsConfigRecorder::setDefault(std::string_view name, const ConfigValue& value) {
-    // The current formats are part of every configuration that read them, so
-    // that a replayed run imports and exports as the recorded one did.
-    if (name == "DvImportFormat" || name == "DvExportFormat")
+    if (keepsNoDefault(name))
         return;
     std::lock_guard<std::mutex> lock(mutex);
     defaults[std::string(name)] = value;

@@ -11,6 +11,10 @@
 #include <utility>
 #include <vector>
 
+namespace FX {
+class FXSettings;
+}
+
 namespace dv::env::internal {
 
 template <typename Value>
@@ -72,6 +76,12 @@ inline std::size_t boolOptionIndex(std::string_view name) { return findBoolOptio
 // Writes the defaults back to the settings (all rows, or the transient ones
 // only) and tells the options recorder every row's default.
 void loadDefaults(bool transientOnly);
+
+// The registry of the FOX application object, where the current values live.
+FX::FXSettings& settingsStore();
+
+// The integer option whose value is process-wide, not a registry entry.
+inline constexpr std::string_view programTypeName = "DvProgramType";
 
 // Settings sections, one per table.
 inline constexpr const char* intSection = "Integer";

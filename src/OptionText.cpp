@@ -84,8 +84,6 @@ std::optional<std::size_t> scanTable(const std::vector<Row>& table, const CaseBl
     fatalReport("Invalid numeric parameter for option: %.*s\n", name);
 }
 
-FXSettings& settingsStore() { return FXApp::instance()->reg(); }
-
 bool isWord(std::string_view value, std::string_view word) { return CaseBlindName(value).matches(word); }
 
 std::optional<std::int32_t> scanInt(std::string_view text) {
@@ -173,7 +171,7 @@ bool setOption(std::string_view givenName, std::string_view value) {
             invalidNumber(name);
         }
         const std::string& rowName = intOptions[*index].name;
-        if (rowName == "DvProgramType")
+        if (rowName == programTypeName)
             setOptionInt(rowName, number);  // the process-wide value, not the registry
         else
             settingsStore().writeIntEntry(intSection, rowName.c_str(), number);

@@ -45,7 +45,6 @@ NameCache stringNameCache;
 NameCache boolNameCache;
 
 std::atomic<std::int32_t> programType{0};
-constexpr std::string_view programTypeName = "DvProgramType";
 
 template <typename Row>
 void appendBackwards(std::vector<Row>& table, const std::vector<Row>& builtin) {
@@ -69,8 +68,6 @@ std::optional<std::size_t> findOption(const std::vector<Row>& table, NameCache& 
     // Misses are not cached, so that a name registered later is found.
     return std::nullopt;
 }
-
-FXSettings& settingsStore() { return FXApp::instance()->reg(); }
 
 template <typename Value>
 const Value& loggable(const Value& value) {
@@ -104,6 +101,8 @@ std::string realText(double value) {
 }
 
 }  // namespace
+
+FXSettings& settingsStore() { return FXApp::instance()->reg(); }
 
 void buildOptionTables() {
     if (optionTablesBuilt.load(std::memory_order_acquire))

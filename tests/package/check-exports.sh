@@ -3,7 +3,7 @@
 set -euo pipefail
 lib=$1
 exported=$(nm -D --defined-only -C "$lib" | awk '{ $1=""; $2=""; print substr($0, 3) }')
-bad=$(grep -E 'internal|buildOptionTables|OptionIndex|builtin[A-Z]|NameCache|loadDefaults|(int|real|string|bool)Options|(int|real|string|bool)Targets' <<<"$exported" || true)
+bad=$(grep -E 'internal|platform::|buildOptionTables|OptionIndex|builtin[A-Z]|NameCache|loadDefaults|(int|real|string|bool)Options|(int|real|string|bool)Targets' <<<"$exported" || true)
 if [ -n "$bad" ]; then
   echo "internal symbols exported:"; echo "$bad"; exit 1
 fi

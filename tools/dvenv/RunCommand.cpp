@@ -36,17 +36,15 @@ private:
     void (*previous)(int);
 };
 
-// The recorder keeps no default for these two, so a recorded read always lists
-// them; they are recorded here only when they differ from the catalogue's.
-bool recordedEvenAtDefault(const std::string& name) { return name == "DvImportFormat" || name == "DvExportFormat"; }
-
 void readEveryOption() {
     for (const auto& row : internal::builtinIntOptions)
         getOptionInt(row.name, true);
     for (const auto& row : internal::builtinRealOptions)
         getOptionReal(row.name, true);
     for (const auto& row : internal::builtinStringOptions) {
-        if (recordedEvenAtDefault(row.name) && getOptionString(row.name, false) == row.defaultValue)
+        // A recorded read of these is always listed; here they count only
+        // where they differ from the catalogue's.
+        if (OptionsConfigRecorder::keepsNoDefault(row.name) && getOptionString(row.name, false) == row.defaultValue)
             continue;
         getOptionString(row.name, true);
     }

@@ -112,9 +112,13 @@ public:
     /// Notes a read: the value of `name`, replacing an earlier one. The name is
     /// taken as spelled; case matters.
     void record(std::string_view name, const ConfigValue& value);
-    /// Notes a default. The names "DvImportFormat" and "DvExportFormat" (exactly
-    /// so) never get one, so a recorded read of them is always listed.
+    /// Notes a default, unless `keepsNoDefault(name)`.
     void setDefault(std::string_view name, const ConfigValue& value);
+
+    /// True for "DvImportFormat" and "DvExportFormat" (exactly so): they never
+    /// get a default, so a recorded read of them is always listed, and a
+    /// replayed run imports and exports as the recorded one did.
+    static bool keepsNoDefault(std::string_view name);
 
     /// Forgets the reads; the defaults stay.
     void clear() override;
