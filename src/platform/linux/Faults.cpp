@@ -92,7 +92,7 @@ void onSignal(int signal, siginfo_t* info, void* rawContext) {
     endByDefaultAction(signal);
 }
 
-bool giveThreadAlternateStack() {
+bool mapAlternateStack() {
     // The handler writes the log and starts the dialog from here; a guard
     // page below makes an overflow of this stack a fault, not a corruption.
     const std::size_t page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
@@ -122,9 +122,9 @@ bool giveThreadAlternateStack() {
     return true;
 }
 
-void installFaultHandler(FaultHandler handler) {
+void installSignalHandlers(FaultHandler handler) {
     installedHandler.store(handler);
-    giveThreadAlternateStack();
+    mapAlternateStack();
 
     struct sigaction action {};
     action.sa_sigaction = onSignal;
@@ -140,8 +140,8 @@ void installFaultHandler(FaultHandler handler) {
 
 class LinuxFaults final : public Faults {
 public:
-    void installHandler(FaultHandler handler) override { installFaultHandler(handler); }
-    bool giveThreadAlternateStack() override { return platform::giveThreadAlternateStack(); }
+    void installHandler(FaultHandler handler) override { installSignalHandlers(handler); }
+    bool giveThreadAlternateStack() override { return mapAlternateStack(); }
     // The system's own reporting (a core dump, where it keeps them) comes
     // when the process ends by the fault's default course, after the filter:
     // there is nothing to hand over first.
