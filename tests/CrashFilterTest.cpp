@@ -37,7 +37,6 @@ public:
     std::string title, question, subject, body;
 
     void installHandler(platform::FaultHandler) override {}
-    bool giveThreadAlternateStack() override { return true; }
     void reportToSystem(const platform::Fault&) override { calls.push_back("report"); }
     platform::FileHandle createScratchFile(const char*) override {
         return calls.push_back("create"), canCreate ? scratch : platform::FileHandle::none;

@@ -42,10 +42,6 @@ public:
     // same way at once.
     virtual void installHandler(FaultHandler handler) = 0;
 
-    // Gives the calling thread an alternate stack for the fault handler
-    // unless it has one; false if none could be made.
-    virtual bool giveThreadAlternateStack() = 0;
-
     // Offers the fault to the system's own fault reporting.
     virtual void reportToSystem(const Fault& fault) = 0;
 

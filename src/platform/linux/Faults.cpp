@@ -141,7 +141,6 @@ void installSignalHandlers(FaultHandler handler) {
 class LinuxFaults final : public Faults {
 public:
     void installHandler(FaultHandler handler) override { installSignalHandlers(handler); }
-    bool giveThreadAlternateStack() override { return mapAlternateStack(); }
     // The system's own reporting (a core dump, where it keeps them) comes
     // when the process ends by the fault's default course, after the filter:
     // there is nothing to hand over first.
