@@ -1,6 +1,7 @@
 #include <dv/env/ConfigSerializer.h>
 
 #include <iomanip>
+#include <locale>
 #include <utility>
 #include <variant>
 
@@ -40,7 +41,26 @@ ConfigSerializer& ConfigSerializer::operator=(ConfigSerializer&& other) noexcept
 
 ConfigSerializer::~ConfigSerializer() = default;
 
+namespace {
+
+// Numbers are written as the reader reads them, without a caller's digit
+// grouping or decimal comma; the caller's locale comes back however write ends.
+class ClassicNumbers {
+public:
+    explicit ClassicNumbers(std::ostream& stream) : os(stream), callers(stream.imbue(std::locale::classic())) {}
+    ~ClassicNumbers() { os.imbue(callers); }
+    ClassicNumbers(const ClassicNumbers&) = delete;
+    ClassicNumbers& operator=(const ClassicNumbers&) = delete;
+
+private:
+    std::ostream& os;
+    std::locale callers;
+};
+
+}  // namespace
+
 void ConfigSerializer::write(std::ostream& os) {
+    const ClassicNumbers classic(os);
     os << std::setprecision(17) << std::boolalpha;
     os << "[Dravik]\n";
     os << "DvLoadDefaults=true\n";

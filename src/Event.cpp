@@ -3,6 +3,8 @@
 #include <dv/env/StampLog.h>
 #include <dv/notelib/MessageFormatStream.h>
 
+#include "HexField.h"
+
 #include <algorithm>
 #include <climits>
 #include <iomanip>
@@ -16,6 +18,10 @@ namespace {
 
 constexpr std::size_t contextLimit = 20;
 
+// The event line's stamp reads "Event" and 56, wherever the statement is:
+// readers of the log know it by that stamp.
+constexpr int eventLineNumber = 56;
+
 // Reads the line at `pos` as std::getline reads a string stream, without the
 // stream's cost: it fails only when nothing is left, an empty line is read, and
 // the line end is passed over but not kept.
@@ -28,6 +34,12 @@ inline bool readLine(std::string_view text, std::size_t& pos, std::string_view& 
     return true;
 }
 
+// Whether `text` starts with the whole line `line`.
+inline bool startsWithLine(std::string_view text, std::string_view line) {
+    return text.size() >= line.size() && text.compare(0, line.size(), line) == 0 &&
+           (text.size() == line.size() || text[line.size()] == '\n');
+}
+
 }  // namespace
 
 unsigned int Event::id() const { return id_; }
@@ -38,23 +50,24 @@ void Event::add(const notelib::MessageFormatStream& stream) {
     if (stream.messageId() != id_ || contexts_.size() >= contextLimit)
         return;  // a full event formats nothing
 
-    std::string text = stream.toString();
+    const std::string text = stream.toString();
     // Line 1 is skipped as istream::ignore(INT_MAX, '\n') would skip it.
     const std::size_t firstEnd = std::string_view(text).find('\n');
     std::size_t pos = std::min<std::size_t>(firstEnd == std::string::npos ? text.size() : firstEnd + 1, INT_MAX);
+    if (pos >= text.size() || text[pos] == '\n')
+        return;  // no second line, or an empty one
+    // A known context is recognised in place, without looking for its end.
+    const std::string_view rest = std::string_view(text).substr(pos);
+    for (const std::string& known : contexts_) {
+        if (startsWithLine(rest, known))
+            return;
+    }
     std::string_view line;
-    if (!readLine(text, pos, line) || line.empty())
-        return;
-    // The text's own buffer becomes the context: a known one costs no copy.
-    std::char_traits<char>::move(text.data(), line.data(), line.size());
-    text.resize(line.size());
-    if (!seenContexts_.insert(text).second)
-        return;
-    contexts_.push_back(std::move(text));
+    readLine(text, pos, line);
+    contexts_.emplace_back(line);
 
-    // Keep this statement on line 56: readers of the log know its stamp.
-    std::clog << StampLog(__FILE__, __LINE__) << "Event: " << std::right << std::setfill('0') << std::hex
-              << std::setw(8) << id_ << std::left << std::setfill(' ') << std::dec  // as the stamp left it
+    std::clog << StampLog(__FILE__, eventLineNumber) << "Event: " << internal::Hex8{id_} << std::left
+              << std::setfill(' ') << std::dec  // as the stamp left it
               << ": " << summary_ << " / " << contexts_.back() << std::endl;
 }
 
@@ -65,10 +78,8 @@ Event::Event(const notelib::MessageFormatStream& stream) : id_(stream.messageId(
     if (readLine(text, pos, line))
         summary_ = line;
     // Unlike a repeat, the first message keeps an empty second line.
-    if (readLine(text, pos, line)) {
+    if (readLine(text, pos, line))
         contexts_.emplace_back(line);
-        seenContexts_.emplace(line);
-    }
     message_ = text.substr(pos);
 }
 
@@ -87,14 +98,12 @@ Event::Event(Event&& other)
       summary_(std::move(other.summary_)),
       message_(std::move(other.message_)),
       contexts_(std::move(other.contexts_)),
-      seenContexts_(std::move(other.seenContexts_)),
       spare_(other.spare_) {
     // The standard leaves moved-from containers valid but unspecified; the
     // source is promised to be empty.
     other.summary_.clear();
     other.message_.clear();
     other.contexts_.clear();
-    other.seenContexts_.clear();
 }
 
 Event& Event::operator=(const Event& other) = default;
@@ -106,12 +115,10 @@ Event& Event::operator=(Event&& other) noexcept {
     summary_ = std::move(other.summary_);
     message_ = std::move(other.message_);
     contexts_ = std::move(other.contexts_);
-    seenContexts_ = std::move(other.seenContexts_);
     spare_ = other.spare_;
     other.summary_.clear();
     other.message_.clear();
     other.contexts_.clear();
-    other.seenContexts_.clear();
     return *this;
 }
 

@@ -8,7 +8,7 @@
 
 namespace dv::env {
 
-EventLog::EventLog() : highestSeverity_(Event::Severity::Success), fatal_(false) {}
+EventLog::EventLog() : lastEvent_(nullptr), highestSeverity_(Event::Severity::Success), fatal_(false) {}
 
 // A copy clones the events, so that each log deletes only what it owns. The
 // constructor delegates, so if a clone fails the destructor frees the others.
@@ -27,6 +27,7 @@ EventLog::EventLog(const EventLog& other) : EventLog() {
 EventLog::EventLog(EventLog&& other) : EventLog() {
     entries_.swap(other.entries_);
     eventIndex_.swap(other.eventIndex_);
+    std::swap(lastEvent_, other.lastEvent_);
     std::swap(highestSeverity_, other.highestSeverity_);
     std::swap(fatal_, other.fatal_);
 }
@@ -44,6 +45,7 @@ EventLog& EventLog::operator=(EventLog&& other) noexcept {
         clearLog();
         entries_.swap(other.entries_);
         eventIndex_.swap(other.eventIndex_);
+        std::swap(lastEvent_, other.lastEvent_);
         std::swap(highestSeverity_, other.highestSeverity_);
         std::swap(fatal_, other.fatal_);
     }
@@ -54,9 +56,12 @@ EventLog::~EventLog() { clearLog(); }
 
 int EventLog::addLog(const notelib::MessageFormatStream& stream) {
     const unsigned int id = stream.messageId();
-    Event* event;
-    if (const auto found = eventIndex_.find(id); found != eventIndex_.end()) {
-        event = found->second;
+    Event* event = lastEvent_ && lastEvent_->id() == id ? lastEvent_ : nullptr;
+    if (!event) {
+        if (const auto found = eventIndex_.find(id); found != eventIndex_.end())
+            event = found->second;
+    }
+    if (event) {
         event->add(stream);
     } else {
         auto fresh = std::make_unique<Event>(stream);
@@ -69,6 +74,7 @@ int EventLog::addLog(const notelib::MessageFormatStream& stream) {
         }
         event = fresh.release();
     }
+    lastEvent_ = event;
     highestSeverity_ = std::max(highestSeverity_, event->severity());
     return event->count();
 }
@@ -78,6 +84,7 @@ void EventLog::clearLog() {
         delete event;
     entries_.clear();
     eventIndex_.clear();
+    lastEvent_ = nullptr;
     highestSeverity_ = Event::Severity::Success;
     fatal_ = false;
 }

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <locale>
 #include <map>
 #include <sstream>
 #include <utility>
@@ -39,6 +40,25 @@ TEST(ConfigSerializer, WritesTheHeadLinesThenEachAlternativeInItsForm) {
     hex << std::hex;
     serializer.write(hex);
     EXPECT_NE(hex.str().find("\nCount=2a\n"), std::string::npos);
+}
+
+// A locale that groups thousands with "." and writes a decimal comma.
+struct CommaNumbers : std::numpunct<char> {
+    char do_decimal_point() const override { return ','; }
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
+TEST(ConfigSerializer, WritesNumbersInTheClassicLocaleAndGivesTheCallersBack) {
+    const std::locale comma(std::locale::classic(), new CommaNumbers);
+    std::ostringstream os;
+    os.imbue(comma);
+    ConfigSerializer({{"Count", ConfigValue(64000)}, {"Length", ConfigValue(1234.5)}}).write(os);
+    EXPECT_EQ(os.str(), "[Dravik]\nDvLoadDefaults=true\nCount=64000\nLength=1234.5\n");
+    EXPECT_TRUE(std::has_facet<CommaNumbers>(os.getloc()));
+    os.str("");
+    os << 64000;
+    EXPECT_EQ(os.str(), "64.000");
 }
 
 TEST(ConfigSerializer, MovesLeaveTheSourceEmpty) {

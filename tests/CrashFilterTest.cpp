@@ -127,10 +127,15 @@ TEST_F(CrashFilterLog, FaultWritesTheCodeTheDumpBetweenMarkersAndAsks) {
 // digits and the user is asked all the same; Yes mails the log.
 TEST_F(CrashFilterLog, NoDumpFileOrFailedDumpWritesOnlyTheCodeAndAsks) {
     system.canCreate = false;
+    // Whatever spelling of hexadecimal a caller left on the stream.
+    const std::ios::fmtflags saved = std::clog.flags();
+    std::clog << std::uppercase << std::showbase;
     for (const auto& [code, line] : {std::make_pair(0x15u, "Unhandled exception: 00000015"),
                                      std::make_pair(0x40000015u, "Unhandled exception: 40000015"),
                                      std::make_pair(0xc00000fdu, "Unhandled exception: c00000fd")})
         EXPECT_EQ(run(platform::Fault{code}), Lines{line});
+    EXPECT_TRUE(std::clog.flags() & std::ios::uppercase && std::clog.flags() & std::ios::showbase);
+    std::clog.flags(saved);
     EXPECT_EQ(system.calls, (Lines{"report", "create", "ask", "report", "create", "ask", "report", "create", "ask"}));
 
     system.calls.clear();

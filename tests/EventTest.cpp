@@ -63,6 +63,19 @@ TEST(Event, AddTakesOnlyNewNonEmptySecondLinesOfItsOwnIdentifier) {
     EXPECT_EQ(clog.text(), logLine("0000007e", "Sum", "second") + "255|7   |\n");
 }
 
+TEST(Event, IdentifierIsEightLowerCaseDigitsWhateverTheCallerLeftOnTheStream) {
+    Event event(note(0xabcdefu, "Sum\nfirst\n"));
+    test::ClogCapture clog;
+    const std::ios::fmtflags saved = std::clog.flags();
+    std::clog << std::uppercase << std::showbase;
+    event.add(note(0xabcdefu, "Sum\nsecond\n"));
+    const std::ios::fmtflags after = std::clog.flags();
+    std::clog.flags(saved);
+    EXPECT_EQ(clog.text(), logLine("00abcdef", "Sum", "second"));
+    EXPECT_TRUE(after & std::ios::uppercase);
+    EXPECT_TRUE(after & std::ios::showbase);
+}
+
 TEST(Event, SeverityComesFromTheTopTwoBitsOnly) {
     EXPECT_EQ(Event(note(0x3FFFFFFFu, "")).severity(), Event::Severity::Success);
     EXPECT_EQ(Event(note(0x40000000u, "")).severity(), Event::Severity::Informational);

@@ -6,7 +6,6 @@
 #include <deque>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
 
 namespace dv::notelib {
 class MessageFormatStream;  // <dv/notelib/MessageFormatStream.h>
@@ -73,7 +72,6 @@ private:
     std::string summary_;
     std::string message_;
     std::deque<std::string> contexts_;
-    std::unordered_set<std::string> seenContexts_;
     std::int32_t spare_;  // carried along by copies; nothing here reads it
 };
 
@@ -125,6 +123,7 @@ public:
 private:
     std::deque<Event*> entries_;
     std::unordered_map<unsigned int, Event*> eventIndex_;
+    Event* lastEvent_;  // the event of the last message: repeats come in runs
     Event::Severity highestSeverity_;
     bool fatal_;
 };
