@@ -14,6 +14,7 @@
 // had without stopping them from outside.
 
 #include "platform/linux/MiniDump.h"
+#include "platform/linux/Posix.h"
 #include "platform/linux/Signals.h"
 
 #include <cpuid.h>
@@ -202,22 +203,21 @@ struct Scratch {
 
 const Mapping* mappingAt(const Scratch& scratch, std::uintptr_t address);
 
-// The dump being written; its map of the process backs the reads where
-// process_vm_readv is forbidden (as in some containers).
-const Scratch* dumping = nullptr;
-
-bool readMemory(void* to, std::uintptr_t from, std::size_t size) {
+// Memory of the process, copied without a fault: an unreadable address is
+// reported, not touched. Where process_vm_readv is forbidden (as in some
+// containers), the dump's own map of the process says what may be touched.
+bool readMemory(const Scratch& scratch, void* to, std::uintptr_t from, std::size_t size) {
     iovec local{to, size};
     iovec remote{reinterpret_cast<void*>(from), size};
     const ssize_t got = ::process_vm_readv(::getpid(), &local, 1, &remote, 1, 0);
     if (got == static_cast<ssize_t>(size))
         return true;
-    if (got >= 0 || (errno != EPERM && errno != ENOSYS) || !dumping)
+    if (got >= 0 || (errno != EPERM && errno != ENOSYS))
         return false;
     // Only memory of readable anonymous mappings or of files mapped within
     // their size can be touched without risk; a file mapping is trusted.
     for (std::uintptr_t at = from; at < from + size;) {
-        const Mapping* mapping = mappingAt(*dumping, at);
+        const Mapping* mapping = mappingAt(scratch, at);
         if (!mapping || !mapping->readable)
             return false;
         at = mapping->end;
@@ -227,20 +227,9 @@ bool readMemory(void* to, std::uintptr_t from, std::size_t size) {
 }
 
 std::size_t readWholeFile(const char* path, char* buffer, std::size_t capacity) {
-    const int file = ::open(path, O_RDONLY | O_CLOEXEC);
-    if (file < 0)
-        return 0;
-    std::size_t length = 0;
-    while (length < capacity) {
-        const ssize_t got = ::read(file, buffer + length, capacity - length);
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got <= 0)
-            break;
-        length += static_cast<std::size_t>(got);
-    }
-    ::close(file);
-    return length;
+    const FileDescriptor file = openFile(path, O_RDONLY);
+    const std::ptrdiff_t length = file.valid() ? readAll(file.get(), buffer, capacity) : 0;
+    return length > 0 ? static_cast<std::size_t>(length) : 0;
 }
 
 // ---- The output: buffered writes at the file's end, offsets counted.
@@ -295,17 +284,7 @@ public:
     }
 
     bool flush() {
-        std::size_t done = 0;
-        while (done < used) {
-            const ssize_t wrote = ::write(file, buffer + done, used - done);
-            if (wrote < 0 && errno == EINTR)
-                continue;
-            if (wrote <= 0) {
-                ok = false;
-                break;
-            }
-            done += static_cast<std::size_t>(wrote);
-        }
+        ok = writeAll(file, buffer, used) && ok;
         used = 0;
         return ok;
     }
@@ -365,7 +344,7 @@ Location putMemory(Output& out, Scratch& scratch, std::uintptr_t start, std::siz
     const Location location{static_cast<std::uint32_t>(size), out.rva()};
     while (size > 0) {
         const std::size_t part = size < sizeof(scratch.copy) ? size : sizeof(scratch.copy);
-        if (readMemory(scratch.copy, start, part))
+        if (readMemory(scratch, scratch.copy, start, part))
             out.put(scratch.copy, part);
         else
             out.zeros(part);
@@ -461,7 +440,7 @@ void findModules(Scratch& scratch) {
             continue;
         }
         unsigned char magic[SELFMAG];
-        if (mapping.offset != 0 || !mapping.readable || !readMemory(magic, mapping.start, SELFMAG) ||
+        if (mapping.offset != 0 || !mapping.readable || !readMemory(scratch, magic, mapping.start, SELFMAG) ||
             std::memcmp(magic, ELFMAG, SELFMAG) != 0) {
             current = nullptr;
             continue;
@@ -474,13 +453,13 @@ void findModules(Scratch& scratch) {
 }
 
 // The GNU build id from the module's notes, read in memory. Its length, or 0.
-std::size_t buildId(const Module& module, unsigned char* id, std::size_t capacity) {
+std::size_t buildId(const Scratch& scratch, const Module& module, unsigned char* id, std::size_t capacity) {
     Elf64_Ehdr header;
-    if (!readMemory(&header, module.base, sizeof(header)) || header.e_ident[EI_CLASS] != ELFCLASS64 ||
+    if (!readMemory(scratch, &header, module.base, sizeof(header)) || header.e_ident[EI_CLASS] != ELFCLASS64 ||
         header.e_phentsize != sizeof(Elf64_Phdr) || header.e_phnum > 128)
         return 0;
     Elf64_Phdr headers[128];
-    if (!readMemory(headers, module.base + header.e_phoff, header.e_phnum * sizeof(Elf64_Phdr)))
+    if (!readMemory(scratch, headers, module.base + header.e_phoff, header.e_phnum * sizeof(Elf64_Phdr)))
         return 0;
 
     // The load bias: where the segment that holds the file's start was put,
@@ -501,7 +480,7 @@ std::size_t buildId(const Module& module, unsigned char* id, std::size_t capacit
             continue;
         unsigned char notes[2048];
         std::size_t size = headers[i].p_filesz < sizeof(notes) ? headers[i].p_filesz : sizeof(notes);
-        if (!readMemory(notes, bias + headers[i].p_vaddr, size))
+        if (!readMemory(scratch, notes, bias + headers[i].p_vaddr, size))
             continue;
         std::size_t at = 0;
         while (at + sizeof(Elf64_Nhdr) <= size) {
@@ -623,34 +602,19 @@ Context threadContext(const FaultContext& fault) {
     return context;
 }
 
-}  // namespace
+// What the dump holds of the faulting thread's memory: its stack from the
+// stack pointer (less the red zone below it) up to the end of its mapping,
+// within bounds, and the code around the faulting instruction; then its
+// registers. After a stack overflow the stack pointer lies below the stack's
+// mapping: the stack is then taken from the mapping's start.
+struct ThreadMemory {
+    MemoryDescriptor stack;
+    MemoryDescriptor code;
+    Location context;
+};
 
-bool writeMiniDump(int file, const FaultContext& fault) {
-    if (!fault.context)
-        return false;
-    void* memory = ::mmap(nullptr, sizeof(Scratch), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (memory == MAP_FAILED)
-        return false;
-    Scratch& scratch = *::new (memory) Scratch;
-    dumping = &scratch;
-
-    scratch.mapsLength = readWholeFile("/proc/self/maps", scratch.maps, sizeof(scratch.maps));
-    scratch.statusLength = readWholeFile("/proc/self/status", scratch.status, sizeof(scratch.status));
-    parseMaps(scratch);
-    findModules(scratch);
-
-    Output out(file, scratch.out, sizeof(scratch.out));
-    DirectoryEntry directory[streamCount];
-    std::size_t streams = 0;
-    out.zeros(sizeof(Header) + sizeof(directory));
-
-    directory[streams++] = putSystemInfo(out);
-
-    // The stack from the stack pointer (less the red zone below it) up to the
-    // end of its mapping, within bounds. After a stack overflow the stack
-    // pointer lies below the stack's mapping: then from the mapping's start.
-    const Context context = threadContext(fault);
-    MemoryDescriptor stack{};
+ThreadMemory putThreadMemory(Output& out, Scratch& scratch, const Context& context) {
+    ThreadMemory thread{};
     const Mapping* stackMapping = mappingAt(scratch, context.rsp);
     for (std::size_t i = 0; !stackMapping && i < scratch.mappingCount; ++i) {
         const Mapping& above = scratch.mappings[i];
@@ -662,26 +626,32 @@ bool writeMiniDump(int file, const FaultContext& fault) {
         std::size_t size = mapping->end - start;
         if (size > maxStack)
             size = maxStack;
-        stack = MemoryDescriptor{start, putMemory(out, scratch, start, size)};
+        thread.stack = MemoryDescriptor{start, putMemory(out, scratch, start, size)};
     }
-    MemoryDescriptor code{};
     if (const Mapping* mapping = mappingAt(scratch, context.rip); mapping && mapping->readable) {
         std::uintptr_t start = context.rip >= mapping->start + codeReach ? context.rip - codeReach : mapping->start;
         std::uintptr_t end = context.rip + codeReach <= mapping->end ? context.rip + codeReach : mapping->end;
-        code = MemoryDescriptor{start, putMemory(out, scratch, start, end - start)};
+        thread.code = MemoryDescriptor{start, putMemory(out, scratch, start, end - start)};
     }
-
     out.align();
-    const Location contextLocation{sizeof(context), out.rva()};
+    thread.context = Location{sizeof(context), out.rva()};
     out.put(&context, sizeof(context));
+    return thread;
+}
 
+DirectoryEntry putThreadList(Output& out, const FaultContext& fault, const ThreadMemory& memory) {
     out.align();
     const std::uint32_t threadCount = 1;
-    const ThreadEntry thread{static_cast<std::uint32_t>(fault.thread), 0, 0, 0, 0, stack, contextLocation};
-    directory[streams++] = {threadListStream, {sizeof(threadCount) + sizeof(thread), out.rva()}};
+    const ThreadEntry thread{static_cast<std::uint32_t>(fault.thread), 0, 0, 0, 0, memory.stack, memory.context};
+    const DirectoryEntry entry{threadListStream, {sizeof(threadCount) + sizeof(thread), out.rva()}};
     out.put(&threadCount, sizeof(threadCount));
     out.put(&thread, sizeof(thread));
+    return entry;
+}
 
+// The signal as the exception code, its si_code as the flags, and the
+// faulting address where the signal has one.
+DirectoryEntry putException(Output& out, const FaultContext& fault, const Context& context, Location contextLocation) {
     out.align();
     ExceptionEntry exception{};
     exception.threadId = static_cast<std::uint32_t>(fault.thread);
@@ -690,25 +660,32 @@ bool writeMiniDump(int file, const FaultContext& fault) {
     const bool hasAddress = fault.signal == SIGSEGV || fault.signal == SIGBUS || fault.signal == SIGILL || fault.signal == SIGFPE;
     exception.address = hasAddress ? reinterpret_cast<std::uintptr_t>(fault.info->si_addr) : context.rip;
     exception.context = contextLocation;
-    directory[streams++] = {exceptionStream, {sizeof(exception), out.rva()}};
+    const DirectoryEntry entry{exceptionStream, {sizeof(exception), out.rva()}};
     out.put(&exception, sizeof(exception));
+    return entry;
+}
 
+DirectoryEntry putMemoryList(Output& out, const ThreadMemory& memory) {
     out.align();
-    const MemoryDescriptor ranges[] = {stack, code};
+    const MemoryDescriptor ranges[] = {memory.stack, memory.code};
     std::uint32_t rangeCount = 0;
     for (const MemoryDescriptor& range : ranges)
         rangeCount += range.memory.size > 0;
-    directory[streams++] = {memoryListStream, {static_cast<std::uint32_t>(sizeof(rangeCount) + rangeCount * sizeof(MemoryDescriptor)), out.rva()}};
+    const DirectoryEntry entry{memoryListStream, {static_cast<std::uint32_t>(sizeof(rangeCount) + rangeCount * sizeof(MemoryDescriptor)), out.rva()}};
     out.put(&rangeCount, sizeof(rangeCount));
     for (const MemoryDescriptor& range : ranges)
         if (range.memory.size > 0)
             out.put(&range, sizeof(range));
+    return entry;
+}
 
+// Each module's path and build id first, then the list that points at them.
+DirectoryEntry putModuleList(Output& out, Scratch& scratch) {
     for (std::size_t i = 0; i < scratch.moduleCount; ++i) {
         Module& module = scratch.modules[i];
         module.name.rva = out.putString(module.first->path, module.first->pathLength);
         unsigned char id[64];
-        const std::size_t idLength = buildId(module, id, sizeof(id));
+        const std::size_t idLength = buildId(scratch, module, id, sizeof(id));
         if (idLength > 0) {
             out.align();
             module.cvRecord = {static_cast<std::uint32_t>(4 + idLength), out.rva()};
@@ -718,36 +695,74 @@ bool writeMiniDump(int file, const FaultContext& fault) {
     }
     out.align();
     const auto moduleCount = static_cast<std::uint32_t>(scratch.moduleCount);
-    directory[streams++] = {moduleListStream, {static_cast<std::uint32_t>(sizeof(moduleCount) + moduleCount * sizeof(ModuleEntry)), out.rva()}};
+    const DirectoryEntry entry{moduleListStream, {static_cast<std::uint32_t>(sizeof(moduleCount) + moduleCount * sizeof(ModuleEntry)), out.rva()}};
     out.put(&moduleCount, sizeof(moduleCount));
     for (std::size_t i = 0; i < scratch.moduleCount; ++i) {
         const Module& module = scratch.modules[i];
-        ModuleEntry entry{};
-        entry.base = module.base;
-        entry.size = static_cast<std::uint32_t>(module.end - module.base);
-        entry.nameRva = module.name.rva;
-        entry.cvRecord = module.cvRecord;
-        out.put(&entry, sizeof(entry));
+        ModuleEntry moduleEntry{};
+        moduleEntry.base = module.base;
+        moduleEntry.size = static_cast<std::uint32_t>(module.end - module.base);
+        moduleEntry.nameRva = module.name.rva;
+        moduleEntry.cvRecord = module.cvRecord;
+        out.put(&moduleEntry, sizeof(moduleEntry));
     }
+    return entry;
+}
 
+DirectoryEntry putText(Output& out, StreamType type, const char* text, std::size_t length) {
     out.align();
-    directory[streams++] = {linuxProcStatusStream, {static_cast<std::uint32_t>(scratch.statusLength), out.rva()}};
-    out.put(scratch.status, scratch.statusLength);
-    out.align();
-    directory[streams++] = {linuxMapsStream, {static_cast<std::uint32_t>(scratch.mapsLength), out.rva()}};
-    out.put(scratch.maps, scratch.mapsLength);
+    const DirectoryEntry entry{type, {static_cast<std::uint32_t>(length), out.rva()}};
+    out.put(text, length);
+    return entry;
+}
 
-    bool ok = out.flush() && out.good() && streams == streamCount;
-    if (ok) {
-        Header header{};
-        header.signature = dumpSignature;
-        header.version = dumpVersion;
-        header.streams = streamCount;
-        header.directoryRva = sizeof(Header);
-        header.timeDateStamp = static_cast<std::uint32_t>(::time(nullptr));
-        ok = out.writeAt(0, &header, sizeof(header)) && out.writeAt(sizeof(header), directory, sizeof(directory));
-    }
-    dumping = nullptr;
+// The header and the directory go into the space kept at the file's start.
+bool putHeader(Output& out, const DirectoryEntry (&directory)[streamCount]) {
+    Header header{};
+    header.signature = dumpSignature;
+    header.version = dumpVersion;
+    header.streams = streamCount;
+    header.directoryRva = sizeof(Header);
+    header.timeDateStamp = static_cast<std::uint32_t>(::time(nullptr));
+    return out.writeAt(0, &header, sizeof(header)) && out.writeAt(sizeof(header), directory, sizeof(directory));
+}
+
+// The process's map and status, read and parsed once: the streams and the
+// reads of memory both go by them.
+void readProcess(Scratch& scratch) {
+    scratch.mapsLength = readWholeFile("/proc/self/maps", scratch.maps, sizeof(scratch.maps));
+    scratch.statusLength = readWholeFile("/proc/self/status", scratch.status, sizeof(scratch.status));
+    parseMaps(scratch);
+    findModules(scratch);
+}
+
+}  // namespace
+
+bool writeMiniDump(int file, const FaultContext& fault) {
+    if (!fault.context)
+        return false;
+    void* memory = ::mmap(nullptr, sizeof(Scratch), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED)
+        return false;
+    Scratch& scratch = *::new (memory) Scratch;
+    readProcess(scratch);
+
+    Output out(file, scratch.out, sizeof(scratch.out));
+    out.zeros(sizeof(Header) + streamCount * sizeof(DirectoryEntry));
+    const DirectoryEntry systemInfo = putSystemInfo(out);
+    const Context context = threadContext(fault);
+    const ThreadMemory thread = putThreadMemory(out, scratch, context);
+    const DirectoryEntry directory[] = {
+        systemInfo,
+        putThreadList(out, fault, thread),
+        putException(out, fault, context, thread.context),
+        putMemoryList(out, thread),
+        putModuleList(out, scratch),
+        putText(out, linuxProcStatusStream, scratch.status, scratch.statusLength),
+        putText(out, linuxMapsStream, scratch.maps, scratch.mapsLength),
+    };
+    static_assert(sizeof(directory) / sizeof(DirectoryEntry) == streamCount);
+    const bool ok = out.flush() && out.good() && putHeader(out, directory);
     ::munmap(memory, sizeof(Scratch));
     return ok;
 }
