@@ -39,8 +39,7 @@ void findHelper(char* found) {
     if (::dladdr(reinterpret_cast<void*>(&findHelper), &info) && info.dli_fname && info.dli_fname[0] == '/') {
         std::strncpy(module, info.dli_fname, sizeof(module) - 1);
     } else {
-        const ssize_t length = ::readlink("/proc/self/exe", module, sizeof(module) - 1);
-        module[length > 0 ? length : 0] = '\0';
+        mainProgramPath(module, sizeof(module));
     }
     char candidate[PATH_MAX];
     const char* slash = std::strrchr(module, '/');

@@ -104,10 +104,17 @@ std::string_view baseNameOf(std::string_view path) {
     return slash == std::string_view::npos ? path : path.substr(slash + 1);
 }
 
+bool mainProgramPath(char* out, std::size_t capacity) {
+    const ssize_t length = capacity > 0 ? ::readlink("/proc/self/exe", out, capacity) : -1;
+    const bool fits = length > 0 && static_cast<std::size_t>(length) < capacity;
+    if (capacity > 0)
+        out[fits ? length : 0] = '\0';
+    return fits;
+}
+
 std::string mainProgramPath() {
     char buffer[4096];
-    const ssize_t length = ::readlink("/proc/self/exe", buffer, sizeof buffer);
-    return length > 0 && static_cast<std::size_t>(length) < sizeof buffer ? std::string(buffer, length) : std::string();
+    return mainProgramPath(buffer, sizeof buffer) ? std::string(buffer) : std::string();
 }
 
 }  // namespace dv::env::platform

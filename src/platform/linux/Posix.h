@@ -3,7 +3,7 @@
 // The POSIX plumbing that every Linux service shares: whole reads and writes
 // that ride out interrupted system calls, an owner of a file descriptor, and
 // starting a program and waiting for it, and the names of files. Everything
-// but mainProgramPath is safe inside a fault handler: no heap, no lock.
+// that returns no std::string is safe inside a fault handler: no heap, no lock.
 
 #include <cstddef>
 #include <string>
@@ -57,8 +57,10 @@ ChildStatus runAndWait(const char* const* arguments, bool search);
 // The part of `path` after its last slash.
 std::string_view baseNameOf(std::string_view path);
 
-// The path of the process's main program; empty if the system will not say.
-// Uses the heap: not for the fault handler.
+// The path of the process's main program into `out` of `capacity` bytes;
+// false (and `out` empty) if the system will not say or it does not fit.
+bool mainProgramPath(char* out, std::size_t capacity);
+// The same as a string, empty if unknown; uses the heap.
 std::string mainProgramPath();
 
 }  // namespace dv::env::platform
