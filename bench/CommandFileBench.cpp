@@ -3,9 +3,8 @@
 // Both sides convert every value and keep it: this library in the registry,
 // Boost in a variables_map. A third case gives Boost's bare syntax pass.
 
+#include <dv/env/OptionReflection.h>
 #include <dv/env/Options.h>
-
-#include "OptionTables.h"
 
 #include <benchmark/benchmark.h>
 #include <boost/program_options.hpp>
@@ -23,26 +22,25 @@
 namespace {
 
 namespace po = boost::program_options;
-using namespace dv::env::internal;
+using dv::env::OptionType;
 
 constexpr int lineCount = 100000;
 
-// Options whose names a file may carry; ToolApply is left out, since its lines
-// join into one ever longer list.
-template <typename Table>
-std::vector<std::string> namesOf(const Table& table) {
+// Options of a type whose names a file may carry; ToolApply is left out, since
+// its lines join into one ever longer list.
+std::vector<std::string> namesOf(OptionType type) {
     std::vector<std::string> names;
-    for (const auto& row : table)
-        if (row.name != "ToolApply")
-            names.push_back(row.name);
+    for (const auto& option : dv::env::listOptions())
+        if (option.type == type && option.name != "ToolApply")
+            names.push_back(option.name);
     return names;
 }
 
 struct Content {
-    std::vector<std::string> ints = namesOf(builtinIntOptions);
-    std::vector<std::string> reals = namesOf(builtinRealOptions);
-    std::vector<std::string> strings = namesOf(builtinStringOptions);
-    std::vector<std::string> bools = namesOf(builtinBoolOptions);
+    std::vector<std::string> ints = namesOf(OptionType::Integer);
+    std::vector<std::string> reals = namesOf(OptionType::Real);
+    std::vector<std::string> strings = namesOf(OptionType::String);
+    std::vector<std::string> bools = namesOf(OptionType::Boolean);
     std::string path;
 
     Content() {

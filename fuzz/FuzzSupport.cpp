@@ -1,6 +1,6 @@
 #include "FuzzSupport.h"
 
-#include "OptionTables.h"
+#include "OptionStore.h"
 #include "support/SystemFiles.h"
 
 #include <fx.h>
@@ -99,7 +99,7 @@ void initialise() {
     std::clog.setstate(std::ios::badbit);  // log lines are dropped, not kept
     static MemoryFiles memoryFiles;
     static const platform::StandIn<platform::Files> standIn(memoryFiles);
-    internal::buildOptionTables();
+    internal::optionStore().build();
 
     // Files that inputs can name: a pair naming each other, one under two
     // names, and an ordinary one.

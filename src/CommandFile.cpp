@@ -1,7 +1,6 @@
 #include <dv/env/Options.h>
 
-#include "CaseBlindName.h"
-#include "OptionTables.h"
+#include "OptionStore.h"
 #include "ToolApply.h"
 #include "platform/Files.h"
 
@@ -69,14 +68,13 @@ bool mayRead(std::string_view path, const platform::FileIdentity& identity) {
 }  // namespace
 
 bool parseCommandFile(std::string_view path) {
-    internal::buildOptionTables();
+    internal::optionStore().build();
     const auto file = platform::files().openInputFile(path);
     if (!file || !mayRead(path, file->identity()))
         return true;
     const ReadingFile reading(file->identity());
 
-    const internal::CaseBlindName sectionHead("[Dravik]");
-    bool inSection = false;
+        bool inSection = false;
     bool toolApplySeen = false;
     std::string buffer;
     std::string joined;
@@ -88,7 +86,7 @@ bool parseCommandFile(std::string_view path) {
         if (first == line.size())
             continue;
         if (line[first] == '[') {
-            inSection = sectionHead.matches(line.substr(first));
+            inSection = internal::sameOptionName(line.substr(first), "[Dravik]");
             continue;
         }
         if (!inSection)

@@ -1,6 +1,6 @@
 #include <dv/env/Options.h>
 
-#include "OptionTables.h"
+#include "OptionStore.h"
 #include "ToolApply.h"
 #include "platform/Dialogs.h"
 
@@ -9,8 +9,9 @@
 namespace dv::env {
 
 bool parseCommandLine(int argc, char** const argv) {
-    internal::buildOptionTables();
-    internal::loadDefaults(true);
+    internal::OptionStore& store = internal::optionStore();
+    store.build();
+    store.loadDefaults(true);
     if (argc < 2)
         return false;
 

@@ -43,4 +43,9 @@ std::wstring programVersionW(bool dotted) { return internal::formatVersionW(prod
 
 unsigned int programVersionNumber() { return internal::packVersion(productVersion()); }
 
+LibraryVersion libraryVersion() {
+    const auto resource = platform::system().libraryVersion();
+    return resource ? LibraryVersion{resource->file, resource->product} : LibraryVersion{};
+}
+
 }  // namespace dv::env

@@ -2,7 +2,7 @@
 
 #include <dv/env/Options.h>
 
-#include "CaseBlindName.h"
+#include "OptionStore.h"
 
 #include <string>
 #include <string_view>
@@ -15,7 +15,7 @@ namespace dv::env::internal {
 // `joined`.
 inline std::string_view toolApplyValue(std::string_view name, std::string_view value, bool& toolApplySeen,
                                        std::string& joined) {
-    if (!CaseBlindName(name).matches("ToolApply"))
+    if (!sameOptionName(name, "ToolApply"))
         return value;
     const bool append = toolApplySeen;
     toolApplySeen = true;

@@ -77,6 +77,7 @@ public:
         return !list.empty();
     }
     std::optional<platform::VersionResource> mainProgramVersion() override { return std::nullopt; }
+    std::optional<platform::VersionResource> libraryVersion() override { return std::nullopt; }
     std::optional<platform::VersionResource> moduleVersion(std::string_view name) override {
         const auto found = versions.find(std::string(name));
         return found == versions.end() ? std::nullopt : std::optional(platform::VersionResource{found->second, {}});

@@ -1,6 +1,6 @@
 #include <dv/env/Options.h>
 
-#include "OptionTables.h"
+#include "OptionStore.h"
 #include "support/StoredEntries.h"
 #include "support/TempDir.h"
 #include "support/TestApp.h"
@@ -17,7 +17,7 @@ using ::testing::KilledBySignal;
 
 class CommandFile : public test::WithApp, public ::testing::Test {
 protected:
-    void SetUp() override { internal::buildOptionTables(); }
+    void SetUp() override { internal::optionStore().build(); }
 
     // Reads `content` as a command file and returns what went to standard error.
     std::string read(std::string_view content) {

@@ -1,6 +1,6 @@
 #include <dv/env/Options.h>
 
-#include "OptionTables.h"
+#include "OptionStore.h"
 #include "support/TempDir.h"
 #include "support/TestApp.h"
 

@@ -1,7 +1,7 @@
 #include <dv/env/ConfigSerializer.h>
 #include <dv/env/Options.h>
 
-#include "OptionTables.h"
+#include "OptionStore.h"
 #include "OptionsRecorder.h"
 #include "support/TempDir.h"
 #include "support/TestApp.h"
@@ -92,13 +92,14 @@ protected:
     static std::map<std::string, ConfigValue> recordEverything() {
         auto recorder = internal::optionsRecorderInstance();
         recorder->clear();
-        for (const auto& row : internal::intOptions)
+        const internal::OptionStore& store = internal::optionStore();
+        for (const auto& row : store.ints)
             getOptionInt(row.name, true);
-        for (const auto& row : internal::realOptions)
+        for (const auto& row : store.reals)
             getOptionReal(row.name, true);
-        for (const auto& row : internal::stringOptions)
+        for (const auto& row : store.strings)
             getOptionString(row.name, true);
-        for (const auto& row : internal::boolOptions)
+        for (const auto& row : store.booleans)
             getOptionBoolean(row.name, true);
         std::map<std::string, ConfigValue> listed;
         const auto configuration = recorder->getConfiguration();

@@ -2,7 +2,7 @@
 #include <dv/env/OptionQueries.h>
 #include <dv/env/Options.h>
 
-#include "OptionTables.h"
+#include "OptionStore.h"
 #include "OptionsRecorder.h"
 #include "support/TestApp.h"
 
@@ -19,7 +19,7 @@ namespace {
 class OptionQueries : public test::WithApp, public ::testing::Test {
 protected:
     void SetUp() override {
-        internal::buildOptionTables();
+        internal::optionStore().build();
         internal::optionsRecorderInstance()->clear();
     }
 

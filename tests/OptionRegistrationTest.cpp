@@ -3,7 +3,7 @@
 #include <dv/env/OptionRegistration.h>
 #include <dv/env/Options.h>
 
-#include "OptionTables.h"
+#include "OptionStore.h"
 #include "OptionsRecorder.h"
 #include "support/TestApp.h"
 
@@ -36,36 +36,38 @@ protected:
 TEST_F(OptionRegistration, RowsBeforeTheBuildLieInFrontRowsAfterBehind) {
     registerOptionReal("EarlyScale", 2.5, "", true);
     registerOptionReal("EarlierShadow", 1.0, "", true);
-    ASSERT_EQ(realOptions.size(), 2u);
+    ASSERT_EQ(optionStore().reals.size(), 2u);
     EXPECT_DOUBLE_EQ(getOptionReal("EarlyScale", false), 2.5);  // the first look-up builds
-    EXPECT_EQ(findRealOption("earlyscale"), 0u);
-    EXPECT_EQ(findRealOption("EarlierShadow"), 1u);
-    EXPECT_EQ(realOptions.at(2).name, "ToolErrorMargin");
+    EXPECT_EQ(optionStore().reals.findName("earlyscale"), 0u);
+    EXPECT_EQ(optionStore().reals.findName("EarlierShadow"), 1u);
+    EXPECT_EQ(optionStore().reals[2].name, "ToolErrorMargin");
 
     // A name missed before its registration is found after it.
-    const auto margin = findRealOption("ToolErrorMargin");
+    const auto margin = optionStore().reals.findName("ToolErrorMargin");
     EXPECT_DOUBLE_EQ(getOptionReal("LateScale7", false), 2.5) << "row 0 answers an unknown name";
     for (int i = 0; i < 200; ++i)
         registerOptionReal("LateScale" + std::to_string(i), i, "", true);
-    EXPECT_EQ(findRealOption("LateScale199"), realOptions.size() - 1);
-    EXPECT_EQ(findRealOption("ToolErrorMargin"), margin);
+    EXPECT_EQ(optionStore().reals.findName("LateScale199"), optionStore().reals.size() - 1);
+    EXPECT_EQ(optionStore().reals.findName("ToolErrorMargin"), margin);
     EXPECT_DOUBLE_EQ(getOptionReal("ToolErrorMargin", false), 1.5);
     EXPECT_DOUBLE_EQ(getOptionReal("latescale7", false), 7.0);
 }
 
 TEST_F(OptionRegistration, RegisteredRowsMeetAssignmentAndTheCommandLine) {
-    buildOptionTables();
+    optionStore().build();
     registerOptionInt("", 1, "x", true);  // an empty name is ignored
     registerOptionReal("", 1.0, "", true);
     registerOptionString("", "a", "", false);
     registerOptionBoolean("", true, "", true);
-    EXPECT_FALSE(findIntOption("") || findRealOption("") || findStringOption("") || findBoolOption(""));
+    const OptionStore& store = optionStore();
+    EXPECT_FALSE(store.ints.findName("") || store.reals.findName("") || store.strings.findName("") ||
+                 store.booleans.findName(""));
     registerOptionInt("MeshDensity", 12, "x", true);
     registerOptionBoolean("DryRun", false, "", false);
     std::string text;
     ASSERT_TRUE(getOption("x", text, false));
     EXPECT_EQ(text, "12");
-    EXPECT_EQ(findIntOption("x"), std::nullopt) << "typed look-ups know no short names";
+    EXPECT_EQ(optionStore().ints.findName("x"), std::nullopt) << "typed look-ups know no short names";
     EXPECT_TRUE(setOption("x", "40"));
     EXPECT_EQ(getOptionInt("MeshDensity", false), 40);
 
@@ -78,7 +80,7 @@ TEST_F(OptionRegistration, RegisteredRowsMeetAssignmentAndTheCommandLine) {
 }
 
 TEST_F(OptionRegistration, RecorderLearnsEachRegisteredDefaultWithItsType) {
-    buildOptionTables();
+    optionStore().build();
     registerOptionInt("RegInt", 3, "", true);
     registerOptionReal("RegReal", 0.5, "", true);
     registerOptionString("RegText", "abc", "", true);
@@ -106,14 +108,14 @@ TEST_F(OptionRegistration, RecorderLearnsEachRegisteredDefaultWithItsType) {
 
 TEST_F(OptionRegistration, SettingsKeepTheirValueUntilTheDefaultsPass) {
     registry().writeIntEntry("Boolean", "KeepTemporary", 1);
-    buildOptionTables();
+    optionStore().build();
     registerOptionBoolean("KeepTemporary", false, "", false);
     registerOptionString("PersistentLabel", "none", "", true);
     EXPECT_FALSE(registry().existingEntry("String", "PersistentLabel")) << "registration writes nothing";
     EXPECT_TRUE(getOptionBoolean("KeepTemporary", false)) << "an earlier run's value wins";
 
     registry().writeStringEntry("String", "PersistentLabel", "kept");
-    loadDefaults(true);
+    optionStore().loadDefaults(true);
     EXPECT_FALSE(getOptionBoolean("KeepTemporary", false));
     EXPECT_EQ(getOptionString("PersistentLabel", false), "kept");
 }

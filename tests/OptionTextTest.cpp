@@ -1,6 +1,6 @@
 #include <dv/env/Options.h>
 
-#include "OptionTables.h"
+#include "OptionStore.h"
 #include "support/StoredEntries.h"
 #include "support/TestApp.h"
 
@@ -15,7 +15,7 @@ using ::testing::KilledBySignal;
 
 class SetOption : public test::WithApp, public ::testing::Test {
 protected:
-    void SetUp() override { internal::buildOptionTables(); }
+    void SetUp() override { internal::optionStore().build(); }
 };
 
 struct Assignment {

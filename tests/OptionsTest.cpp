@@ -1,7 +1,7 @@
 #include <dv/env/ConfigRecorder.h>
 #include <dv/env/Options.h>
 
-#include "OptionTables.h"
+#include "OptionStore.h"
 #include "OptionsRecorder.h"
 #include "support/StoredEntries.h"
 #include "support/TestApp.h"
@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <map>
 #include <set>
 #include <thread>
@@ -23,7 +24,7 @@ using namespace internal;
 class Options : public test::WithApp, public ::testing::Test {
 protected:
     void SetUp() override {
-        buildOptionTables();
+        optionStore().build();
         optionsRecorderInstance()->clear();
     }
     test::ClogCapture clog;
@@ -59,11 +60,12 @@ TEST(OptionCatalogue, HasEveryRowOnceWithItsDefaultsAndTransients) {
 }
 
 TEST_F(Options, TablesReverseTheCatalogue) {
-    EXPECT_EQ(intOptions[0].name, "RasterInMergeType");
-    EXPECT_EQ(realOptions[0].name, "ToolErrorMargin");
-    EXPECT_EQ(stringOptions[0].name, "PsInPstoeditOptions");
-    EXPECT_EQ(boolOptions[0].name, "RasterInKeepWhite");
-    EXPECT_EQ(intOptions.back().name, "DvDisplayUnits");
+    const OptionStore& store = optionStore();
+    EXPECT_EQ(store.ints[0].name, "RasterInMergeType");
+    EXPECT_EQ(store.reals[0].name, "ToolErrorMargin");
+    EXPECT_EQ(store.strings[0].name, "PsInPstoeditOptions");
+    EXPECT_EQ(store.booleans[0].name, "RasterInKeepWhite");
+    EXPECT_EQ(store.ints[store.ints.size() - 1].name, "DvDisplayUnits");
 }
 
 TEST_F(Options, MissingEntriesReadTheirDefaultAndUnknownNamesRowZero) {
@@ -176,7 +178,7 @@ TEST_F(Options, LoadDefaultsResetsTransientRowsOrAllAndTellsTheRecorder) {
     setOptionString("DvImportFile", "in.gds");
     setOptionBoolean("DvExitWhenFinished", true);
     setOptionReal("PsOutDbScale", 3.0);
-    loadDefaults(true);
+    optionStore().loadDefaults(true);
     EXPECT_EQ(getOptionInt("ToolSnapToGridSpacing", true), 10);
     EXPECT_EQ(getOptionInt("ToolArcPrecValue", true), 64);
     EXPECT_EQ(getOptionString("DvImportFile", false), "");
@@ -188,26 +190,38 @@ TEST_F(Options, LoadDefaultsResetsTransientRowsOrAllAndTellsTheRecorder) {
     ASSERT_EQ(params.size(), 1u);
     EXPECT_EQ(params.front().name, "ToolArcPrecValue");
 
-    loadDefaults(false);
+    optionStore().loadDefaults(false);
     EXPECT_EQ(getOptionInt("ToolArcPrecValue", false), 32);
 }
 
-TEST(OptionTables, FirstAccessFromManyThreadsBuildsOnce) {
-    // Textual operations build without the mutex, look-ups under it.
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 8; ++t) {
-        threads.emplace_back([t] {
-            if (t % 2 == 0)
-                buildOptionTables();
-            else
-                EXPECT_EQ(boolOptions[boolOptionIndex("DxfOutBinary")].name, "DxfOutBinary");
-        });
-    }
-    for (auto& thread : threads)
-        thread.join();
-    EXPECT_EQ(std::count_if(intOptions.begin(), intOptions.end(),
-                            [](const IntOption& row) { return row.name == "DvDisplayUnits"; }),
-              1);
+// Threads that make the first read of one row at once: the build happens once,
+// the reads do not race, and exactly one of them logs. (String rows carry no
+// such promise.)
+TEST(OptionStoreThreads, FirstReadsOfOneRowBuildOnceAndLogOnce) {
+    FXApp app("DravikTest", "DravikTest");
+    test::ClogCapture clog;
+    const auto readAtOnce = [](auto read) {
+        std::atomic<int> waiting{8};
+        std::vector<std::thread> threads;
+        for (int t = 0; t < 8; ++t) {
+            threads.emplace_back([&] {
+                for (--waiting; waiting > 0;)
+                    std::this_thread::yield();
+                read();
+            });
+        }
+        for (auto& thread : threads)
+            thread.join();
+    };
+    readAtOnce([] { EXPECT_EQ(getOptionInt("ToolArcPrecValue", false), 32); });
+    readAtOnce([] { EXPECT_DOUBLE_EQ(getOptionReal("ToolErrorMargin", false), 1.5); });
+    readAtOnce([] { EXPECT_FALSE(getOptionBoolean("DxfOutBinary", false)); });
+    const std::string lines = clog.text();
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 3) << lines;
+    for (const char* line : {"ToolArcPrecValue = 32\n", "ToolErrorMargin = 1.5\n", "DxfOutBinary = 0\n"})
+        EXPECT_NE(lines.find(line), std::string::npos) << line;
+    const OptionStore& store = optionStore();
+    EXPECT_EQ(store.ints.size(), builtinIntOptions.size());
 }
 
 }  // namespace

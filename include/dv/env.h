@@ -9,6 +9,7 @@
 #include <dv/env/Event.h>
 #include <dv/env/Export.h>
 #include <dv/env/OptionQueries.h>
+#include <dv/env/OptionReflection.h>
 #include <dv/env/OptionRegistration.h>
 #include <dv/env/Options.h>
 #include <dv/env/ProgramVersion.h>

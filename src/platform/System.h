@@ -45,6 +45,8 @@ public:
     // (extension included, e.g. "libdvenv2.so.1") is `baseName` exactly; the
     // main program answers to its own file's base name too.
     virtual std::optional<VersionResource> moduleVersion(std::string_view baseName) = 0;
+    // The resource of the module this library's code was loaded from.
+    virtual std::optional<VersionResource> libraryVersion() = 0;
 
     virtual std::time_t now() = 0;
     // `time` as local time in the classic 25 characters, "Sun Sep 16 01:03:52

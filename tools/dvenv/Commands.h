@@ -32,7 +32,10 @@ std::filesystem::path defaultLogPath();
 // other arguments.
 std::optional<std::filesystem::path> logFileArgument(const Arguments& args, const char* command);
 
-// Exit status for a command used wrongly or given bad input.
+// Exit statuses: a failure at run time (a file that cannot be read or
+// written, a registry that cannot be saved), and a command used wrongly or
+// given bad input. 0 is success; crash ends by its signal.
+inline constexpr int runFailure = 1;
 inline constexpr int badInput = 2;
 
 }  // namespace dvenv

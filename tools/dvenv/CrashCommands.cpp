@@ -80,7 +80,7 @@ int crash(const Arguments& args) {
     log.redirectToFile(path.c_str());
     if (!std::clog.good()) {
         std::cerr << "dvenv: cannot write the log file '" << path.string() << "'\n";
-        return badInput;
+        return runFailure;
     }
     std::cerr << "dvenv: faulting on purpose; the report goes to " << path.string() << '\n';
     std::clog << dv::env::StampLog(__FILE__, __LINE__) << "Faulting on purpose" << std::endl;
@@ -97,7 +97,7 @@ int extractDump(const Arguments& args) {
     std::ifstream in(logName, std::ios::binary);
     if (!in) {
         std::cerr << "dvenv: cannot read the log '" << logName << "'\n";
-        return badInput;
+        return runFailure;
     }
 
     // The last dump of the log counts: a log that is appended to holds the
@@ -130,7 +130,7 @@ int extractDump(const Arguments& args) {
             out.close();
             if (!out) {
                 std::cerr << "dvenv: cannot write the dump file '" << args[1] << "'\n";
-                return badInput;
+                return runFailure;
             }
             std::cout << dump.size() << " bytes written to " << args[1] << '\n';
             return 0;

@@ -101,7 +101,7 @@ int openDialog(const Arguments& args) {
     const char* display = std::getenv("DISPLAY");
     if (display == nullptr || !app->openDisplay(display)) {
         std::cerr << "dvenv: dialog needs an X display, and none could be opened (is DISPLAY set?)\n";
-        return 1;
+        return runFailure;
     }
     int argc = 1;
     char name[] = "dvenv";

@@ -105,7 +105,7 @@ int foldEvents(const Arguments& args) {
     std::ifstream file(path);
     if (!file) {
         std::cerr << "dvenv: cannot read '" << path << "': " << std::strerror(errno) << '\n';
-        return badInput;
+        return runFailure;
     }
 
     dv::env::EventLog log;
@@ -139,7 +139,7 @@ int foldEvents(const Arguments& args) {
     }
     if (file.bad()) {
         std::cerr << "dvenv: cannot read '" << path << "': " << std::strerror(errno) << '\n';
-        return badInput;
+        return runFailure;
     }
     endBlock();
 

@@ -1,21 +1,14 @@
-// options, get and set: the option store from the command line. The tool knows
-// each option's type from the built-in catalogue, which it compiles in; values
-// go through the library's typed operations.
+// options, get and set: the option store from the command line, through the
+// library's own description of its options and its textual assignment.
 
 #include "Commands.h"
 
+#include <dv/env/OptionReflection.h>
 #include <dv/env/Options.h>
 
-#include "OptionTables.h"
-
-#include <strings.h>
-
-#include <cerrno>
-#include <climits>
-#include <cstdlib>
+#include <charconv>
 #include <iomanip>
 #include <iostream>
-#include <optional>
 #include <sstream>
 
 namespace dvenv {
@@ -24,100 +17,53 @@ namespace {
 
 using namespace dv::env;
 
-bool sameName(const std::string& a, const std::string& b) { return strcasecmp(a.c_str(), b.c_str()) == 0; }
-
-enum class Type { Integer, Real, String, Boolean };
-
-const char* typeName(Type type) {
+const char* typeName(OptionType type) {
     switch (type) {
-    case Type::Integer: return "Integer";
-    case Type::Real: return "Real";
-    case Type::String: return "String";
-    case Type::Boolean: return "Boolean";
+    case OptionType::Integer: return "Integer";
+    case OptionType::Real: return "Real";
+    case OptionType::String: return "String";
+    case OptionType::Boolean: return "Boolean";
     }
     return "";
 }
 
-struct Found {
-    Type type;
-    std::string name;  // the option's own spelling
+// The current value in the form of the option's default text.
+std::string valueText(const OptionInfo& option) {
+    switch (option.type) {
+    case OptionType::Integer: return std::to_string(getOptionInt(option.name, false));
+    case OptionType::Real: {
+        char text[32];
+        return std::string(text, std::to_chars(text, text + sizeof text, getOptionReal(option.name, false)).ptr);
+    }
+    case OptionType::String: return getOptionString(option.name, false);
+    case OptionType::Boolean: return getOptionBoolean(option.name, false) ? "true" : "false";
+    }
+    return "";
+}
+
+// Reading an option writes a log line; the tool's output is its own.
+class QuietLog {
+public:
+    QuietLog() : previous(std::clog.rdbuf(discarded.rdbuf())) {}
+    ~QuietLog() { std::clog.rdbuf(previous); }
+    QuietLog(const QuietLog&) = delete;
+    QuietLog& operator=(const QuietLog&) = delete;
+
+private:
+    std::ostringstream discarded;
+    std::streambuf* previous;
 };
 
-template <typename Table>
-std::optional<std::string> findIn(const Table& table, const std::string& name) {
-    for (const auto& row : table)
-        if (sameName(row.name, name))
-            return row.name;
-    return std::nullopt;
-}
-
-std::optional<Found> findOption(const std::string& name) {
-    if (auto found = findIn(internal::builtinIntOptions, name))
-        return Found{Type::Integer, *found};
-    if (auto found = findIn(internal::builtinRealOptions, name))
-        return Found{Type::Real, *found};
-    if (auto found = findIn(internal::builtinStringOptions, name))
-        return Found{Type::String, *found};
-    if (auto found = findIn(internal::builtinBoolOptions, name))
-        return Found{Type::Boolean, *found};
-    return std::nullopt;
-}
-
-std::string realText(double value) {
-    std::ostringstream text;
-    text << std::setprecision(17) << value;
-    return text.str();
-}
-
-std::string valueText(const Found& option) {
-    switch (option.type) {
-    case Type::Integer: return std::to_string(getOptionInt(option.name, false));
-    case Type::Real: return realText(getOptionReal(option.name, false));
-    case Type::String: return getOptionString(option.name, false);
-    case Type::Boolean: return getOptionBoolean(option.name, false) ? "true" : "false";
-    }
-    return "";
-}
-
-std::optional<std::int32_t> parseInt(const std::string& text) {
-    errno = 0;
-    char* end = nullptr;
-    const long long value = std::strtoll(text.c_str(), &end, 10);
-    if (text.empty() || *end != '\0' || errno == ERANGE || value < INT32_MIN || value > INT32_MAX)
-        return std::nullopt;
-    return static_cast<std::int32_t>(value);
-}
-
-std::optional<double> parseReal(const std::string& text) {
-    errno = 0;
-    char* end = nullptr;
-    const double value = std::strtod(text.c_str(), &end);
-    if (text.empty() || *end != '\0' || errno == ERANGE)
-        return std::nullopt;
-    return value;
-}
-
-std::optional<bool> parseBoolean(const std::string& text) {
-    if (sameName(text, "true") || text == "1")
-        return true;
-    if (sameName(text, "false") || text == "0")
+bool refusedAsCommand(const std::string& name) {
+    if (!isCommandName(name))
         return false;
-    return std::nullopt;
+    std::cerr << "dvenv: '" << name << "' is a command, not an option: use dvenv run -" << name << " ...\n";
+    return true;
 }
 
 int unknownOption(const std::string& name) {
     std::cerr << "dvenv: unknown option '" << name << "' (dvenv options lists them)\n";
     return badInput;
-}
-
-template <typename Table, typename Show>
-void listTable(Type type, const Table& table, Show show) {
-    for (const auto& row : table) {
-        const Found option{type, row.name};
-        std::cout << std::left << std::setw(8) << typeName(type) << ' ' << std::setw(32) << row.name << ' '
-                  << std::setw(28) << show(row.defaultValue) << ' ' << std::setw(28) << valueText(option) << ' '
-                  << (row.persistent ? "persistent" : "transient") << '\n';
-    }
 }
 
 }  // namespace
@@ -127,16 +73,14 @@ int listOptions(const Arguments& args) {
         std::cerr << "dvenv: options takes no arguments\n";
         return badInput;
     }
-    // Reading every option would log each one; the listing is the output here.
-    std::ostringstream discarded;
-    std::streambuf* log = std::clog.rdbuf(discarded.rdbuf());
+    const QuietLog quiet;
     std::cout << std::left << std::setw(8) << "TABLE" << ' ' << std::setw(32) << "NAME" << ' ' << std::setw(28)
               << "DEFAULT" << ' ' << std::setw(28) << "VALUE" << ' ' << "KIND" << '\n';
-    listTable(Type::Integer, internal::builtinIntOptions, [](std::int32_t v) { return std::to_string(v); });
-    listTable(Type::Real, internal::builtinRealOptions, realText);
-    listTable(Type::String, internal::builtinStringOptions, [](const std::string& v) { return v; });
-    listTable(Type::Boolean, internal::builtinBoolOptions, [](bool v) { return std::string(v ? "true" : "false"); });
-    std::clog.rdbuf(log);
+    for (const OptionInfo& option : dv::env::listOptions()) {
+        std::cout << std::setw(8) << typeName(option.type) << ' ' << std::setw(32) << option.name << ' '
+                  << std::setw(28) << option.defaultText << ' ' << std::setw(28) << valueText(option) << ' '
+                  << (option.persistent ? "persistent" : "transient") << '\n';
+    }
     return 0;
 }
 
@@ -145,9 +89,12 @@ int getOption(const Arguments& args) {
         std::cerr << "dvenv: usage: dvenv get NAME\n";
         return badInput;
     }
+    if (refusedAsCommand(args[0]))
+        return badInput;
     const auto option = findOption(args[0]);
     if (!option)
         return unknownOption(args[0]);
+    const QuietLog quiet;
     std::cout << valueText(*option) << '\n';
     return 0;
 }
@@ -157,39 +104,17 @@ int setOption(const Arguments& args) {
         std::cerr << "dvenv: usage: dvenv set NAME VALUE\n";
         return badInput;
     }
-    const auto option = findOption(args[0]);
-    if (!option)
-        return unknownOption(args[0]);
-    const std::string& text = args[1];
-    auto badValue = [&](const char* expected) {
-        std::cerr << "dvenv: '" << text << "' is not a valid value for " << option->name << " (expected "
-                  << expected << ")\n";
+    if (refusedAsCommand(args[0]))
         return badInput;
-    };
-    switch (option->type) {
-    case Type::Integer:
-        if (const auto value = parseInt(text))
-            setOptionInt(option->name, *value);
-        else
-            return badValue("a 32-bit integer");
-        break;
-    case Type::Real:
-        if (const auto value = parseReal(text))
-            setOptionReal(option->name, *value);
-        else
-            return badValue("a real number");
-        break;
-    case Type::Boolean:
-        if (const auto value = parseBoolean(text))
-            setOptionBoolean(option->name, *value);
-        else
-            return badValue("true or false");
-        break;
-    case Type::String:
-        setOptionString(option->name, text);
-        break;
+    const Assignment done = assignOption(args[0], args[1]);
+    if (done.status == AssignStatus::UnknownName)
+        return unknownOption(args[0]);
+    if (done.status != AssignStatus::Assigned) {
+        std::cerr << "dvenv: " << describe(done) << " (value '" << args[1] << "')\n";
+        return badInput;
     }
-    std::cout << option->name << " = " << valueText(*option) << '\n';
+    const QuietLog quiet;
+    std::cout << done.name << " = " << valueText(*findOption(done.name)) << '\n';
     return 0;
 }
 

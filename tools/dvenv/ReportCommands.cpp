@@ -44,7 +44,7 @@ int writeReport(const Arguments& args) {
         log.redirectToFile(path.c_str());
         if (!std::clog.good()) {
             std::cerr << "dvenv: cannot write the log file '" << path.string() << "'\n";
-            return 1;
+            return runFailure;
         }
         log.logAppInfo();
         log.logOsInfo();

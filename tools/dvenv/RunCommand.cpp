@@ -4,10 +4,10 @@
 
 #include "Commands.h"
 
+#include <dv/env/ConfigRecorder.h>
 #include <dv/env/ConfigSerializer.h>
+#include <dv/env/OptionReflection.h>
 #include <dv/env/Options.h>
-
-#include "OptionTables.h"
 
 #include <unistd.h>
 
@@ -37,19 +37,20 @@ private:
 };
 
 void readEveryOption() {
-    for (const auto& row : internal::builtinIntOptions)
-        getOptionInt(row.name, true);
-    for (const auto& row : internal::builtinRealOptions)
-        getOptionReal(row.name, true);
-    for (const auto& row : internal::builtinStringOptions) {
-        // A recorded read of these is always listed; here they count only
-        // where they differ from the catalogue's.
-        if (OptionsConfigRecorder::keepsNoDefault(row.name) && getOptionString(row.name, false) == row.defaultValue)
-            continue;
-        getOptionString(row.name, true);
+    for (const OptionInfo& option : dv::env::listOptions()) {
+        switch (option.type) {
+        case OptionType::Integer: getOptionInt(option.name, true); break;
+        case OptionType::Real: getOptionReal(option.name, true); break;
+        case OptionType::Boolean: getOptionBoolean(option.name, true); break;
+        case OptionType::String:
+            // A recorded read of these is always listed; here they count only
+            // where they differ from the default.
+            if (!OptionsConfigRecorder::keepsNoDefault(option.name) ||
+                getOptionString(option.name, false) != option.defaultText)
+                getOptionString(option.name, true);
+            break;
+        }
     }
-    for (const auto& row : internal::builtinBoolOptions)
-        getOptionBoolean(row.name, true);
 }
 
 }  // namespace

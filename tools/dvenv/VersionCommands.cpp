@@ -6,8 +6,6 @@
 #include <dv/env/ProgramVersion.h>
 #include <dv/env/VersionResource.h>
 
-#include "platform/linux/VersionNote.h"
-
 #include <iostream>
 
 DV_VERSION_RESOURCE(DVENV2_VERSION_MAJOR, DVENV2_VERSION_MINOR, DVENV2_VERSION_PATCH, DVENV2_BUILD_NUMBER,
@@ -26,11 +24,8 @@ int printVersion(const Arguments& args) {
     // The file version of the library as loaded, so a mismatched install shows.
     constexpr const char* library = "libdvenv2.so." DVENV2_SOVERSION;
     std::cout << library;
-    if (const auto resource = dv::env::platform::versionNoteOfLoadedModule(library)) {
-        const auto& v = resource->file;
-        std::cout << ' ' << v[0] << '.' << v[1] << '.' << v[2] << '.' << v[3];
-    }
-    std::cout << '\n';
+    const auto v = dv::env::libraryVersion().file;
+    std::cout << ' ' << v[0] << '.' << v[1] << '.' << v[2] << '.' << v[3] << '\n';
     return 0;
 }
 

@@ -17,22 +17,23 @@ namespace {
 struct Command {
     std::function<int(const dvenv::Arguments&)> run;
     const char* usage;
+    bool usesOptions;  // loads the registry at the start and saves it at the end
 };
 
 const std::map<std::string, Command>& commands() {
     static const std::map<std::string, Command> table = {
-        {"options", {dvenv::listOptions, "options                 list every option: table, name, default, value, kind"}},
-        {"get", {dvenv::getOption, "get NAME                print the value of one option"}},
-        {"set", {dvenv::setOption, "set NAME VALUE          store a value for one option"}},
-        {"version", {dvenv::printVersion, "version                 print the tool's and the library's versions"}},
+        {"options", {dvenv::listOptions, "options                 list every option: table, name, default, value, kind", true}},
+        {"get", {dvenv::getOption, "get NAME                print the value of one option", true}},
+        {"set", {dvenv::setOption, "set NAME VALUE          store a value for one option", true}},
+        {"version", {dvenv::printVersion, "version                 print the tool's and the library's versions", false}},
         {"run", {dvenv::runApplication, "run ARGUMENTS...        start like the application: read the command line,\n"
-                                        "                          use every option, print the configuration text"}},
+                                        "                          use every option, print the configuration text", true}},
         {"report", {dvenv::writeReport, "report [--log FILE]     point the log at FILE (by default ~/.local/state/dravik/dravik.log)\n"
-                                        "                          and write the program, system and hardware reports"}},
-        {"dialog", {dvenv::openDialog, "dialog                  open an options dialog bound to options (needs X)"}},
-        {"events", {dvenv::foldEvents, "events FILE             fold a file of messages into an event log and print it"}},
-        {"crash", {dvenv::crash, "crash [--log FILE]      point the log at FILE (default ~/.local/state/dravik/dravik.log) and fault on purpose"}},
-        {"dump-extract", {dvenv::extractDump, "dump-extract LOG OUT    write the last memory dump of the log LOG to the file OUT"}},
+                                        "                          and write the program, system and hardware reports", false}},
+        {"dialog", {dvenv::openDialog, "dialog                  open an options dialog bound to options (needs X)", true}},
+        {"events", {dvenv::foldEvents, "events FILE             fold a file of messages into an event log and print it", false}},
+        {"crash", {dvenv::crash, "crash [--log FILE]      point the log at FILE (default ~/.local/state/dravik/dravik.log) and fault on purpose", false}},
+        {"dump-extract", {dvenv::extractDump, "dump-extract LOG OUT    write the last memory dump of the log LOG to the file OUT", false}},
     };
     return table;
 }
@@ -57,12 +58,22 @@ int main(int argc, char** argv) {
         std::cerr << "dvenv: unknown command '" << name << "'\n";
         return usage(std::cerr, dvenv::badInput);
     }
+    const dvenv::Arguments args(argv + 2, argv + argc);
+    if (args.size() == 1 && (args[0] == "--help" || args[0] == "-h")) {
+        std::cout << "usage: dvenv " << command->second.usage << '\n';
+        return 0;
+    }
 
     // The registry lives under the user's home as FOX keeps it for an
     // application named "Dravik"; read() and write() work without a display.
     FXApp app("Dravik", "Dravik");
+    if (!command->second.usesOptions)
+        return command->second.run(args);
     app.reg().read();
-    const int status = command->second.run(dvenv::Arguments(argv + 2, argv + argc));
-    app.reg().write();
+    const int status = command->second.run(args);
+    if (!app.reg().write()) {
+        std::cerr << "dvenv: cannot save the registry of Dravik (under ~/.foxrc)\n";
+        return status == 0 ? dvenv::runFailure : status;
+    }
     return status;
 }

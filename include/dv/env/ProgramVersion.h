@@ -2,6 +2,8 @@
 
 #include <dv/env/Export.h>
 
+#include <array>
+#include <cstdint>
 #include <string>
 
 namespace dv::env {
@@ -32,5 +34,23 @@ DV_ENV_EXPORT std::wstring programVersionW(bool dotted);
 ///
 ///     if (dv::env::programVersionNumber() >= savedNumber) ...  // 9.1.3.456 packs to 0x2410C1C8
 DV_ENV_EXPORT unsigned int programVersionNumber();
+
+/// Major, minor, patch and build.
+using VersionNumbers = std::array<std::uint16_t, 4>;
+
+/// The version resource of the dvenv2 library itself.
+struct LibraryVersion {
+    VersionNumbers file;
+    VersionNumbers product;
+};
+
+/// The version of the dvenv2 library as it is loaded in this process, read
+/// from its own resource, so that a tool can tell which build it really runs:
+///
+///     auto version = dv::env::libraryVersion();   // file {1, 0, 0, 0} for release 1.0.0
+///
+/// Where the library is linked into a program rather than loaded on its own,
+/// the program's resource answers; without one, all numbers are 0.
+DV_ENV_EXPORT LibraryVersion libraryVersion();
 
 }  // namespace dv::env

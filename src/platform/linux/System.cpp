@@ -2,6 +2,7 @@
 #include "platform/linux/Posix.h"
 #include "platform/linux/VersionNote.h"
 
+#include <dlfcn.h>
 #include <link.h>
 #include <sys/utsname.h>
 #include <time.h>
@@ -90,6 +91,13 @@ public:
 
     std::optional<VersionResource> moduleVersion(std::string_view baseName) override {
         return versionNoteOfLoadedModule(baseName);
+    }
+
+    std::optional<VersionResource> libraryVersion() override {
+        Dl_info module{};
+        if (!::dladdr(reinterpret_cast<void*>(&addLoadedModule), &module) || !module.dli_fname)
+            return std::nullopt;
+        return versionNoteOfLoadedModule(baseNameOf(module.dli_fname));
     }
 
     std::time_t now() override { return std::time(nullptr); }
