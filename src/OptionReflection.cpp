@@ -40,16 +40,27 @@ private:
 };
 
 // As "%d" reads it: base ten after white space, the rest ignored. Beyond the
-// 32-bit range it fails instead of wrapping.
+// 32-bit range it fails instead of wrapping. White space is that of the C
+// locale whatever the process's: values, like names, do not change with it.
 std::optional<std::int32_t> scanInt(std::string_view text) {
-    const CText terminated(text);
-    char* end = nullptr;
-    errno = 0;
-    const long value = std::strtol(terminated.get(), &end, 10);
-    if (end == terminated.get() || errno == ERANGE || value < std::numeric_limits<std::int32_t>::min() ||
-        value > std::numeric_limits<std::int32_t>::max())
+    std::size_t at = 0;
+    while (at < text.size() && std::strchr(" \t\n\v\f\r", text[at]) != nullptr && text[at] != '\0')
+        ++at;
+    const bool negative = at < text.size() && text[at] == '-';
+    if (at < text.size() && (text[at] == '-' || text[at] == '+'))
+        ++at;
+    const std::size_t digits = at;
+    const std::int64_t limit = negative ? -std::int64_t{std::numeric_limits<std::int32_t>::min()}
+                                        : std::numeric_limits<std::int32_t>::max();
+    std::int64_t magnitude = 0;
+    for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at) {
+        magnitude = magnitude * 10 + (text[at] - '0');
+        if (magnitude > limit)
+            return std::nullopt;
+    }
+    if (at == digits)
         return std::nullopt;
-    return static_cast<std::int32_t>(value);
+    return static_cast<std::int32_t>(negative ? -magnitude : magnitude);
 }
 
 // sscanf itself: strtod takes a lone "0x" as 0 where "%lf" fails.
@@ -132,65 +143,74 @@ std::vector<OptionInfo> listOptions() {
     return list;
 }
 
-std::optional<OptionInfo> findOption(std::string_view givenName) {
+std::optional<OptionInfo> findOption(std::string_view name) {
     OptionStore& store = optionStore();
     store.build();
-    const std::string_view name = store.currentName(givenName);
-    if (const auto index = store.strings.findNameOrShortName(name, true))
-        return infoOf(store.strings[*index], OptionType::String);
-    if (const auto index = store.booleans.findNameOrShortName(name, false))
-        return infoOf(store.booleans[*index], OptionType::Boolean);
-    if (const auto index = store.ints.findNameOrShortName(name, false))
-        return infoOf(store.ints[*index], OptionType::Integer);
-    if (const auto index = store.reals.findNameOrShortName(name, false))
-        return infoOf(store.reals[*index], OptionType::Real);
+    const auto found = store.findTextual(store.resolve(name, true), true);
+    if (!found)
+        return std::nullopt;
+    switch (found->table) {
+    case OptionStore::stringTable: return infoOf(store.strings[found->index], OptionType::String);
+    case OptionStore::booleanTable: return infoOf(store.booleans[found->index], OptionType::Boolean);
+    case OptionStore::integerTable: return infoOf(store.ints[found->index], OptionType::Integer);
+    case OptionStore::realTable: return infoOf(store.reals[found->index], OptionType::Real);
+    case OptionStore::tableCount: break;
+    }
     return std::nullopt;
 }
 
-Assignment assignOption(std::string_view givenName, std::string_view value) {
+TextAssignment internal::assignText(std::string_view givenName, std::string_view value) {
     OptionStore& store = optionStore();
     store.build();
     if (isCommand(givenName, value))
-        return {AssignStatus::Command, std::string(givenName)};
-    const std::string_view name = store.currentName(givenName);
+        return {AssignStatus::Command, givenName};
+    const OptionStore::Resolved resolved = store.resolve(givenName, true);
+    const std::string_view name = resolved.name.text;
+    const auto found = store.findTextual(resolved, true);
+    const auto table = found ? found->table : OptionStore::tableCount;
 
-    if (const auto index = store.strings.findNameOrShortName(name, true)) {
-        const std::string& row = store.strings[*index].name;
+    if (table == OptionStore::stringTable) {
+        const std::string& row = store.strings[found->index].name;
         settingsStore().writeStringEntry(stringSection, row.c_str(), CText(value).get());
         return {AssignStatus::Assigned, row};
     }
-    if (const auto index = store.booleans.findNameOrShortName(name, false)) {
+    if (table == OptionStore::booleanTable) {
         const auto on = scanBoolean(value);
         if (!on)
-            return {AssignStatus::InvalidNumber, std::string(name)};
-        const std::string& row = store.booleans[*index].name;
+            return {AssignStatus::InvalidNumber, name};
+        const std::string& row = store.booleans[found->index].name;
         settingsStore().writeIntEntry(boolSection, row.c_str(), *on ? 1 : 0);
         return {AssignStatus::Assigned, row};
     }
     // Before the two numeric tables are searched: an unknown name with an
     // empty value is a missing value too.
     if (value.empty())
-        return {AssignStatus::MissingValue, std::string(name)};
-    if (const auto index = store.ints.findNameOrShortName(name, false)) {
+        return {AssignStatus::MissingValue, name};
+    if (table == OptionStore::integerTable) {
         const auto number = scanInteger(value);
         if (!number)
-            return {AssignStatus::InvalidNumber, std::string(name)};
-        const std::string& row = store.ints[*index].name;
+            return {AssignStatus::InvalidNumber, name};
+        const std::string& row = store.ints[found->index].name;
         if (row == programTypeName)
             setOptionInt(row, *number);  // the process-wide value, not the registry
         else
             settingsStore().writeIntEntry(intSection, row.c_str(), *number);
         return {AssignStatus::Assigned, row};
     }
-    if (const auto index = store.reals.findNameOrShortName(name, false)) {
+    if (table == OptionStore::realTable) {
         const auto number = scanReal(value);
         if (!number)
-            return {AssignStatus::InvalidNumber, std::string(name)};
-        const std::string& row = store.reals[*index].name;
+            return {AssignStatus::InvalidNumber, name};
+        const std::string& row = store.reals[found->index].name;
         settingsStore().writeRealEntry(realSection, row.c_str(), *number);
         return {AssignStatus::Assigned, row};
     }
-    return {AssignStatus::UnknownName, std::string(name)};
+    return {AssignStatus::UnknownName, name};
+}
+
+Assignment assignOption(std::string_view name, std::string_view value) {
+    const TextAssignment done = assignText(name, value);
+    return {done.status, std::string(done.name)};
 }
 
 std::string describe(const Assignment& assignment) {

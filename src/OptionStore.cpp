@@ -13,25 +13,6 @@ namespace dv::env::internal {
 
 namespace {
 
-// Eight bytes at a time: 'A' to 'Z' become 'a' to 'z', every other byte stays.
-// No byte carries into its neighbour: a byte's low seven bits plus 0x3f stay
-// below 0x100.
-std::uint64_t foldAsciiCase(std::uint64_t bytes) {
-    constexpr std::uint64_t ones = 0x0101010101010101;
-    const std::uint64_t low = bytes & 0x7f * ones;
-    const std::uint64_t fromA = low + (0x80 - 'A') * ones;
-    const std::uint64_t pastZ = low + (0x80 - 'Z' - 1) * ones;
-    const std::uint64_t upper = fromA & ~pastZ & ~bytes & 0x80 * ones;
-    return bytes | upper >> 2;
-}
-
-// The word of `text` at `offset`, zero-filled past its end.
-std::uint64_t wordAt(std::string_view text, std::size_t offset) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, text.data() + offset, std::min<std::size_t>(8, text.size() - offset));
-    return word;
-}
-
 struct LegacyName {
     std::string_view oldName;
     std::string_view currentName;
@@ -73,65 +54,58 @@ constexpr LegacyName legacyOptionNames[] = {
     {"ToolDeembedCutLines", "ToolHolesModeLink"},
 };
 
-template <typename Value>
-void appendBackwards(OptionTable<Value>& table, const std::vector<OptionRow<Value>>& builtin) {
-    for (auto row = builtin.rbegin(); row != builtin.rend(); ++row)
-        table.append(*row);
-}
-
 }  // namespace
 
-bool sameOptionName(std::string_view a, std::string_view b) {
-    if (a.size() != b.size())
-        return false;
-    for (std::size_t offset = 0; offset < a.size(); offset += 8) {
-        if (foldAsciiCase(wordAt(a, offset)) != foldAsciiCase(wordAt(b, offset)))
-            return false;
+void NameIndex::insertIfAbsent(std::string_view key, std::size_t value) {
+    if (find(key))
+        return;
+    // At most half full, so that a miss ends soon.
+    if (2 * (used + 1) > slots.size()) {
+        std::vector<Slot> old(std::max<std::size_t>(16, 2 * slots.size()));
+        old.swap(slots);
+        for (const Slot& slot : old)
+            if (slot.key.data() != nullptr)
+                place(slot);
     }
-    return true;
+    place(Slot{key, optionNameHash(key, foldCase), value});
+    ++used;
+    longestKey = std::max(longestKey, key.size());
 }
 
-std::size_t optionNameHash(std::string_view name, bool foldCase) {
-    std::uint64_t hash = 0x9e3779b97f4a7c15 ^ name.size();
-    for (std::size_t offset = 0; offset < name.size(); offset += 8) {
-        const std::uint64_t word = wordAt(name, offset);
-        hash = (hash ^ (foldCase ? foldAsciiCase(word) : word)) * 0xbf58476d1ce4e5b9;
-        hash ^= hash >> 31;
+void NameIndex::place(const Slot& slot) {
+    std::size_t at = slot.hash & (slots.size() - 1);
+    while (slots[at].key.data() != nullptr)
+        at = (at + 1) & (slots.size() - 1);
+    slots[at] = slot;
+}
+
+template <typename Value>
+StoredOption<Value>& OptionTable<Value>::rowForTypedAccess(std::string_view name) {
+    const auto address = reinterpret_cast<std::uintptr_t>(name.data());
+    RecentText& slot = recent[(address >> 3 ^ address >> 9) % recent.size()];
+    if (slot.text.load(std::memory_order_relaxed) == name.data()) {
+        // The lowest row of this name, as every row a slot holds is.
+        StoredOption<Value>* row = slot.row.load(std::memory_order_relaxed);
+        if (row && sameOptionName(row->name, name))
+            return *row;
     }
-    return static_cast<std::size_t>(hash);
-}
-
-template <typename Value>
-OptionTable<Value>::OptionTable()
-    : names(0, OptionNameHash{true}, OptionNameEqual{true}),
-      shortNames(0, OptionNameHash{false}, OptionNameEqual{false}),
-      shortNamesFolded(0, OptionNameHash{true}, OptionNameEqual{true}) {}
-
-template <typename Value>
-std::optional<std::size_t> OptionTable<Value>::findName(std::string_view name) const {
-    const auto found = names.find(name);
-    return found == names.end() ? std::nullopt : std::optional<std::size_t>(found->second);
-}
-
-template <typename Value>
-std::optional<std::size_t> OptionTable<Value>::findNameOrShortName(std::string_view name,
-                                                                  bool shortNameFoldsCase) const {
-    const auto byName = findName(name);
-    const Index& shorts = shortNameFoldsCase ? shortNamesFolded : shortNames;
-    const auto byShortName = shorts.find(name);
-    if (byShortName == shorts.end())
-        return byName;
-    return byName ? std::min(*byName, byShortName->second) : byShortName->second;
+    const auto found = findName(name);
+    if (!found)
+        return rows[0];
+    StoredOption<Value>& row = rows[*found];
+    slot.row.store(&row, std::memory_order_relaxed);
+    slot.text.store(name.data(), std::memory_order_relaxed);
+    return row;
 }
 
 template <typename Value>
 void OptionTable<Value>::append(const OptionRow<Value>& row) {
     const StoredOption<Value>& stored = rows.emplace_back(row);
     // An index keeps the first row of a key: the lowest index wins.
-    names.emplace(stored.name, rows.size() - 1);
+    names.insertIfAbsent(stored.name, rows.size() - 1);
     if (!stored.shortName.empty()) {
-        shortNames.emplace(stored.shortName, rows.size() - 1);
-        shortNamesFolded.emplace(stored.shortName, rows.size() - 1);
+        shortNames.insertIfAbsent(stored.shortName, rows.size() - 1);
+        shortNamesFolded.insertIfAbsent(stored.shortName, rows.size() - 1);
     }
 }
 
@@ -142,15 +116,41 @@ template class OptionTable<bool>;
 
 OptionStore::OptionStore() {
     for (const LegacyName& legacy : legacyOptionNames)
-        legacyNames.emplace(legacy.oldName, legacy.currentName);
+        meaningOf(legacy.oldName).replacedBy = legacy.currentName;
 }
 
-void OptionStore::build() {
-    if (built.load(std::memory_order_acquire))
-        return;
+OptionStore::NameMeaning& OptionStore::meaningOf(std::string_view name) {
+    if (const auto entry = meanings.find(name))
+        return meaningEntries[*entry];
+    meanings.insertIfAbsent(name, meaningEntries.size());
+    return meaningEntries.emplace_back();
+}
+
+template <typename Value>
+void OptionStore::append(OptionTable<Value>& table, const OptionRow<Value>& row) {
+    table.append(row);
+    const std::size_t index = table.size() - 1;
+    std::size_t order = realTable;
+    if constexpr (std::is_same_v<Value, std::string>)
+        order = stringTable;
+    else if constexpr (std::is_same_v<Value, bool>)
+        order = booleanTable;
+    else if constexpr (std::is_same_v<Value, std::int32_t>)
+        order = integerTable;
+    // The key views the row's own name, which never moves.
+    std::size_t& lowest = meaningOf(table[index].name).rows[order];
+    if (lowest == NameMeaning::none)
+        lowest = index;
+}
+
+void OptionStore::buildOnce() {
     const std::lock_guard<std::mutex> lock(changes);
     if (built.load(std::memory_order_relaxed))
         return;
+    const auto appendBackwards = [this](auto& table, const auto& builtin) {
+        for (auto row = builtin.rbegin(); row != builtin.rend(); ++row)
+            append(table, *row);
+    };
     appendBackwards(ints, builtinIntOptions);
     appendBackwards(reals, builtinRealOptions);
     appendBackwards(strings, builtinStringOptions);
@@ -162,7 +162,7 @@ template <typename Value>
 void OptionStore::add(OptionTable<Value>& table, const OptionRow<Value>& row) {
     {
         const std::lock_guard<std::mutex> lock(changes);
-        table.append(row);
+        append(table, row);
     }
     optionsRecorderInstance()->setDefault(row.name, ConfigValue(std::in_place_type<Value>, row.defaultValue));
 }
@@ -172,9 +172,33 @@ template void OptionStore::add(OptionTable<double>&, const RealOption&);
 template void OptionStore::add(OptionTable<std::string>&, const StringOption&);
 template void OptionStore::add(OptionTable<bool>&, const BoolOption&);
 
-std::string_view OptionStore::currentName(std::string_view name) const {
-    const auto found = legacyNames.find(name);
-    return found == legacyNames.end() ? name : found->second;
+OptionStore::Resolved OptionStore::resolve(std::string_view name, bool mapOldNames) const {
+    const auto lookUp = [this](const FoldedName& folded) {
+        const auto entry = meanings.find(folded);
+        return Resolved{folded, entry ? &meaningEntries[*entry] : nullptr};
+    };
+    const Resolved given = lookUp(FoldedName(name));
+    if (!mapOldNames || !given.meaning || given.meaning->replacedBy.empty())
+        return given;
+    return lookUp(FoldedName(given.meaning->replacedBy));
+}
+
+std::optional<OptionStore::TextualRow> OptionStore::findTextual(const Resolved& name,
+                                                                bool stringShortNamesFoldCase) const {
+    const auto inTable = [&](const auto& table, TextualOrder order, bool shortNamesFoldCase) {
+        // NameMeaning::none is the largest index, so min picks a real one.
+        const std::size_t byName = name.meaning ? name.meaning->rows[order] : NameMeaning::none;
+        const auto byShortName = table.findShortName(name.name, shortNamesFoldCase);
+        return byShortName ? std::min(byName, *byShortName) : byName;
+    };
+    const std::size_t found[] = {inTable(strings, stringTable, stringShortNamesFoldCase),
+                                 inTable(booleans, booleanTable, false), inTable(ints, integerTable, false),
+                                 inTable(reals, realTable, false)};
+    for (std::size_t order = 0; order < tableCount; ++order) {
+        if (found[order] != NameMeaning::none)
+            return TextualRow{static_cast<TextualOrder>(order), found[order]};
+    }
+    return std::nullopt;
 }
 
 void OptionStore::loadDefaults(bool transientOnly) {
@@ -205,10 +229,5 @@ void OptionStore::loadDefaults(bool transientOnly) {
 }
 
 FXSettings& settingsStore() { return FXApp::instance()->reg(); }
-
-OptionStore& optionStore() {
-    static OptionStore store;
-    return store;
-}
 
 }  // namespace dv::env::internal

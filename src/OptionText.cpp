@@ -20,7 +20,7 @@ namespace {
 }  // namespace
 
 bool setOption(std::string_view name, std::string_view value) {
-    const Assignment done = assignOption(name, value);
+    const internal::TextAssignment done = internal::assignText(name, value);
     switch (done.status) {
     case AssignStatus::Assigned:
         return true;

@@ -42,7 +42,7 @@ void noteRead(StoredOption<Value>& row, const Value& value, std::string_view spe
 template <typename Value>
 StoredOption<Value>& rowFor(OptionTable<Value>& table, std::string_view name) {
     optionStore().build();
-    return table[table.findName(name).value_or(0)];
+    return table.rowForTypedAccess(name);
 }
 
 template <typename Value>
@@ -93,24 +93,21 @@ std::string getOptionString(std::string_view name, bool record) {
 bool getOption(std::string_view name, std::string& value, bool record) {
     OptionStore& store = optionStore();
     store.build();
-    if (const auto index = store.strings.findNameOrShortName(name, false)) {
-        value = getOptionString(store.strings[*index].name, record);
-        return true;
+    const auto found = store.findTextual(store.resolve(name, false), false);
+    if (!found) {
+        fxwarning("Unknown option: %.*s\n", static_cast<int>(name.size()), name.data());
+        return false;
     }
-    if (const auto index = store.booleans.findNameOrShortName(name, false)) {
-        value = getOptionBoolean(store.booleans[*index].name, record) ? "true" : "false";
-        return true;
+    switch (found->table) {
+    case OptionStore::stringTable: value = getOptionString(store.strings[found->index].name, record); break;
+    case OptionStore::booleanTable:
+        value = getOptionBoolean(store.booleans[found->index].name, record) ? "true" : "false";
+        break;
+    case OptionStore::integerTable: value = std::to_string(getOptionInt(store.ints[found->index].name, record)); break;
+    case OptionStore::realTable: value = realText(getOptionReal(store.reals[found->index].name, record)); break;
+    case OptionStore::tableCount: break;
     }
-    if (const auto index = store.ints.findNameOrShortName(name, false)) {
-        value = std::to_string(getOptionInt(store.ints[*index].name, record));
-        return true;
-    }
-    if (const auto index = store.reals.findNameOrShortName(name, false)) {
-        value = realText(getOptionReal(store.reals[*index].name, record));
-        return true;
-    }
-    fxwarning("Unknown option: %.*s\n", static_cast<int>(name.size()), name.data());
-    return false;
+    return true;
 }
 
 void setOptionInt(std::string_view name, std::int32_t value) {
