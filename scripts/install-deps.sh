@@ -6,7 +6,7 @@ packages=(
   build-essential cmake ninja-build pkg-config
   libfox-1.6-dev libboost-dev libboost-program-options-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  clang-14 libclang-rt-14-dev xvfb xauth xdotool lldb-14 xdg-utils binutils
+  clang-14 libclang-rt-14-dev xvfb xauth xdotool lldb-14 xdg-utils binutils locales
 )
 missing=()
 for package in "${packages[@]}"; do

@@ -2,6 +2,7 @@
 
 #include <dv/env/Options.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
@@ -19,10 +20,14 @@ std::int32_t checkedUnit(std::int32_t value) {
     return value;
 }
 
-// Products past 64 bits are not served; multiplying unsigned keeps them from
-// being undefined and gives the two's complement wrap.
+// A length that 64 bits cannot hold is refused rather than wrapped.
+[[noreturn]] void lengthOutOfRange() { throw std::out_of_range("Length out of range"); }
+
 std::int64_t times(std::int64_t a, std::int64_t b) {
-    return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) * static_cast<std::uint64_t>(b));
+    std::int64_t product = 0;
+    if (__builtin_mul_overflow(a, b, &product))
+        lengthOutOfRange();
+    return product;
 }
 
 constexpr std::int64_t dbUnitsPerInch = 25400000000;
@@ -56,7 +61,12 @@ void setOptionUnits(std::string_view name, Unit unit) { setOptionInt(name, stati
 std::int64_t dbUnitsFromOptionReal(std::string_view valueName, std::string_view unitsName, bool record) {
     const double value = getOptionReal(valueName, record);
     const auto unit = static_cast<Unit>(checkedUnit(getOptionInt(unitsName, record)));
-    return static_cast<std::int64_t>(std::floor(dbUnitsPerUnitReal(unit) * value + 0.5));
+    const double length = std::floor(dbUnitsPerUnitReal(unit) * value + 0.5);
+    // 2^63 is exact as a double; a NaN fails both tests.
+    constexpr double limit = 9223372036854775808.0;
+    if (!(length >= -limit && length < limit))
+        lengthOutOfRange();
+    return static_cast<std::int64_t>(length);
 }
 
 std::int64_t dbUnitsFromOptionInt(std::string_view valueName, std::string_view unitsName, bool record) {
@@ -72,8 +82,10 @@ dv::geom::Resolution<std::int64_t> getResolution(bool record) {
     const std::int64_t magnitude = std::llabs(value);
     switch (unit) {
     case Unit::Count:
-        // The step count alone sets the precision.
-        return {std::numeric_limits<std::int64_t>::max(), static_cast<std::int32_t>(magnitude)};
+        // The step count alone sets the precision; the lowest int's magnitude
+        // is one past the highest, and is cut to it.
+        return {std::numeric_limits<std::int64_t>::max(),
+                static_cast<std::int32_t>(std::min<std::int64_t>(magnitude, std::numeric_limits<std::int32_t>::max()))};
     case Unit::PerInch:
         return {dbUnitsPerInch / (magnitude < 1 ? 1 : magnitude), 0};
     default: {

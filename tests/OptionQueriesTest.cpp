@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include <limits>
 #include <set>
 #include <stdexcept>
@@ -87,7 +89,41 @@ TEST_F(OptionQueries, LengthsRoundRealsHalvesUpAndMultiplyIntegersInSixtyFourBit
                   c.length)
             << c.value << " unit " << static_cast<int>(c.unit);
     }
+}
 
+// A length beyond 64 bits, or not finite, is refused by all three queries;
+// the command line reaches them with any number.
+TEST_F(OptionQueries, LengthsBeyondSixtyFourBitsOrNotFiniteAreOutOfRange) {
+    const auto refused = [](auto query) {
+        try {
+            query();
+        } catch (const std::out_of_range& error) {
+            return std::string(error.what()) == "Length out of range";
+        }
+        return false;
+    };
+    char program[] = "dravik", crop[] = "-ToolCropX0=1e300";
+    char* argv[] = {program, crop};
+    parseCommandLine(2, argv);
+    setOptionUnits("ToolPolyWidthUnits", Unit::Meter);
+    const auto cropLength = [] { dbUnitsFromOptionReal("ToolCropX0", "ToolPolyWidthUnits", false); };
+    EXPECT_TRUE(refused(cropLength));
+    for (const double value : {std::numeric_limits<double>::infinity(), std::nan(""), -9.3e6}) {
+        setOptionReal("ToolCropX0", value);
+        EXPECT_TRUE(refused(cropLength)) << value;
+    }
+    setOptionReal("ToolCropX0", -9.2e6);
+    EXPECT_EQ(dbUnitsFromOptionReal("ToolCropX0", "ToolPolyWidthUnits", false), -9200000000000000000);
+
+    setOptionInt("ToolPolyWidthValue", std::numeric_limits<std::int32_t>::max());
+    setOptionUnits("ToolPolyWidthUnits", Unit::Foot);
+    EXPECT_TRUE(refused([] { dbUnitsFromOptionInt("ToolPolyWidthValue", "ToolPolyWidthUnits", false); }));
+    setOptionInt("ToolArcPrecValue", -30300000);
+    setOptionUnits("ToolArcPrecUnits", Unit::Foot);
+    EXPECT_TRUE(refused([] { getResolution(false); }));
+    setOptionInt("ToolArcPrecValue", std::numeric_limits<std::int32_t>::min());
+    setOptionUnits("ToolArcPrecUnits", Unit::Count);
+    EXPECT_EQ(getResolution(false).stepCount, std::numeric_limits<std::int32_t>::max());
 }
 
 TEST_F(OptionQueries, ResolutionByCountPerInchOrLength) {

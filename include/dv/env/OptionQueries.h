@@ -38,24 +38,28 @@ DV_ENV_EXPORT void setOptionUnits(std::string_view name, dv::Unit unit);
 
 /// A length from a real option and its units option, in database units,
 /// rounded to the nearest, halves upward (1.5 gives 2, -1.5 gives -1). `PerInch`
-/// and `Count` count as factor 1. Products beyond 64 bits are not served.
+/// and `Count` count as factor 1. A length that is not finite or does not fit
+/// 64 bits throws `std::out_of_range` ("Length out of range").
 ///
 ///     std::int64_t margin = dv::env::dbUnitsFromOptionReal("GbrOutRectAptLimitValue",
 ///                                                          "GbrOutRectAptLimitUnits", true);
 DV_ENV_EXPORT std::int64_t dbUnitsFromOptionReal(std::string_view valueName, std::string_view unitsName, bool record);
 
 /// A length from an integer option and its units option, in database units.
-/// `PerInch` and `Count` count as factor 1.
+/// `PerInch` and `Count` count as factor 1. A length that does not fit 64 bits
+/// throws `std::out_of_range` ("Length out of range").
 ///
 ///     std::int64_t width = dv::env::dbUnitsFromOptionInt("ToolPolyWidthValue", "ToolPolyWidthUnits", false);
 DV_ENV_EXPORT std::int64_t dbUnitsFromOptionInt(std::string_view valueName, std::string_view unitsName, bool record);
 
 /// The arc resolution from "ToolArcPrecValue" and "ToolArcPrecUnits":
-/// - `Count`: `stepCount` is the value's magnitude and `length` the largest
-///   64-bit value, no limit;
+/// - `Count`: `stepCount` is the value's magnitude (INT32_MAX for INT32_MIN)
+///   and `length` the largest 64-bit value, no limit;
 /// - `PerInch`: `length` is one inch divided by the value's magnitude (at
 ///   least 1), truncated, and `stepCount` 0;
-/// - a length unit: `length` is value times unit, at least 1, `stepCount` 0.
+/// - a length unit: `length` is value times unit, at least 1, `stepCount` 0;
+///   one that does not fit 64 bits throws `std::out_of_range` ("Length out of
+///   range").
 ///
 ///     auto resolution = dv::env::getResolution(true);  // defaults: {INT64_MAX, 32}
 DV_ENV_EXPORT dv::geom::Resolution<std::int64_t> getResolution(bool record);

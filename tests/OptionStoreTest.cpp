@@ -1,0 +1,191 @@
+#include <dv/env/OptionReflection.h>
+#include <dv/env/OptionRegistration.h>
+#include <dv/env/Options.h>
+
+#include "OptionStore.h"
+#include "support/Command.h"
+#include "support/TempDir.h"
+#include "support/TestApp.h"
+
+#include <gtest/gtest.h>
+
+#include <stdlib.h>
+
+#include <clocale>
+#include <locale>
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace dv::env::internal {
+namespace {
+
+// What the indexes replace: a scan from row 0, comparing as the store does.
+char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+bool sameIgnoringCase(const std::string& a, const std::string& b) {
+    if (a.size() != b.size())
+        return false;
+    for (std::size_t i = 0; i < a.size(); ++i)
+        if (lower(a[i]) != lower(b[i]))
+            return false;
+    return true;
+}
+
+std::optional<std::size_t> scanName(const OptionTable<std::int32_t>& table, const std::string& name) {
+    for (std::size_t i = 0; i < table.size(); ++i)
+        if (sameIgnoringCase(table[i].name, name))
+            return i;
+    return std::nullopt;
+}
+
+std::optional<std::size_t> scanShortName(const OptionTable<std::int32_t>& table, const std::string& name, bool fold) {
+    for (std::size_t i = 0; i < table.size(); ++i) {
+        const std::string& shortName = table[i].shortName;
+        if (!shortName.empty() && (fold ? sameIgnoringCase(shortName, name) : shortName == name))
+            return i;
+    }
+    return std::nullopt;
+}
+
+// Names from a small alphabet in random case, so that rows repeat names and
+// short names in other cases, and long names cross the eight-byte words.
+TEST(OptionIndex, AnswersAsTheScanOnRandomRows) {
+    std::mt19937 random(20261124);
+    const auto anyName = [&](std::size_t longest) {
+        std::string name(1 + random() % longest, ' ');
+        for (char& c : name) {
+            c = "abAB_9"[random() % 6];
+        }
+        return name;
+    };
+    OptionTable<std::int32_t> table;
+    for (int row = 0; row < 3000; ++row) {
+        table.append(IntOption(true, anyName(20), random() % 4 == 0 ? anyName(2) : "", row));
+        for (int query = 0; query < 5; ++query) {
+            const std::string name = anyName(20);
+            ASSERT_EQ(table.findName(name), scanName(table, name)) << name;
+            ASSERT_EQ(table.findName(FoldedName(name)), scanName(table, name)) << name;
+            const std::string shortName = anyName(2);
+            ASSERT_EQ(table.findShortName(FoldedName(shortName), false), scanShortName(table, shortName, false));
+            ASSERT_EQ(table.findShortName(FoldedName(shortName), true), scanShortName(table, shortName, true));
+        }
+    }
+    // Every row's own name finds the first row of that name.
+    for (std::size_t i = 0; i < table.size(); ++i)
+        ASSERT_EQ(table.findName(table[i].name), scanName(table, table[i].name));
+}
+
+TEST(OptionNames, FoldOnlyAsciiLetters) {
+    EXPECT_TRUE(sameOptionName("DvImportFile", "dvIMPORTfile"));
+    EXPECT_TRUE(sameOptionName("", ""));
+    EXPECT_FALSE(sameOptionName("Dv@", "Dv`"));  // neighbours of 'A' and 'a'
+    EXPECT_FALSE(sameOptionName("Z[", "z{"));    // and of 'Z' and 'z'
+    EXPECT_FALSE(sameOptionName("\xc9t\xe9", "\xe9t\xe9"));
+    EXPECT_FALSE(sameOptionName("ToolArcPrecValue", "ToolArcPrecValu"));
+    EXPECT_EQ(optionNameHash("ToolArcPrecValue", true), optionNameHash("TOOLARCPRECVALUE", true));
+}
+
+class Store : public test::WithApp, public ::testing::Test {
+protected:
+    test::ClogCapture clog;
+};
+
+// The textual look-up across the four tables against a scan, with rows
+// registered before and after the build, in several tables, with short names.
+TEST_F(Store, TextualLookUpAnswersAsTheScanAcrossTables) {
+    std::mt19937 random(7);
+    const auto anyName = [&] {
+        std::string name = "Opt";
+        for (int i = 0; i < 2; ++i)
+            name += "aAbB"[random() % 4];
+        return name;
+    };
+    OptionStore& store = optionStore();
+    const auto registerRandom = [&] {
+        const std::string name = anyName();
+        const std::string shortName = random() % 5 == 0 ? std::string(1, "xyXY"[random() % 4]) : "";
+        switch (random() % 4) {
+        case 0: registerOptionInt(name, 1, shortName, true); break;
+        case 1: registerOptionReal(name, 1.0, shortName, true); break;
+        case 2: registerOptionString(name, "", shortName, true); break;
+        case 3: registerOptionBoolean(name, true, shortName, true); break;
+        }
+    };
+    for (int i = 0; i < 40; ++i)
+        registerRandom();
+    store.build();
+    for (int i = 0; i < 40; ++i)
+        registerRandom();
+
+    const auto scan = [&](const std::string& name, bool stringShortNamesFold) -> std::optional<std::string> {
+        const auto inTable = [&](const auto& table, bool fold) -> std::optional<std::string> {
+            for (std::size_t index = 0; index < table.size(); ++index) {
+                const auto& row = table[index];
+                if (sameIgnoringCase(row.name, name) ||
+                    (!row.shortName.empty() && (fold ? sameIgnoringCase(row.shortName, name) : row.shortName == name)))
+                    return row.name + "/" + row.shortName + "/" + std::to_string(index);
+            }
+            return std::nullopt;
+        };
+        if (auto found = inTable(store.strings, stringShortNamesFold))
+            return "s" + *found;
+        if (auto found = inTable(store.booleans, false))
+            return "b" + *found;
+        if (auto found = inTable(store.ints, false))
+            return "i" + *found;
+        if (auto found = inTable(store.reals, false))
+            return "r" + *found;
+        return std::nullopt;
+    };
+    const auto indexed = [&](const std::string& name, bool stringShortNamesFold) -> std::optional<std::string> {
+        const auto found = store.findTextual(store.resolve(name, false), stringShortNamesFold);
+        if (!found)
+            return std::nullopt;
+        const auto describe = [&](const auto& table) {
+            const auto& row = table[found->index];
+            return row.name + "/" + row.shortName + "/" + std::to_string(found->index);
+        };
+        switch (found->table) {
+        case OptionStore::stringTable: return "s" + describe(store.strings);
+        case OptionStore::booleanTable: return "b" + describe(store.booleans);
+        case OptionStore::integerTable: return "i" + describe(store.ints);
+        default: return "r" + describe(store.reals);
+        }
+    };
+    for (int i = 0; i < 400; ++i) {
+        const std::string name = random() % 3 == 0 ? std::string(1, "xyXYoO"[random() % 6]) : anyName();
+        for (const bool fold : {false, true})
+            ASSERT_EQ(indexed(name, fold), scan(name, fold)) << name << " fold " << fold;
+    }
+}
+
+// A host with a Turkish locale, where the upper case of "i" is not "I": names
+// are still found in any case. The locale is made for the test by localedef.
+TEST_F(Store, NamesIgnoreTheProcessLocale) {
+    const test::TempDir dir;
+    int status = -1;
+    test::commandOutput("localedef -i tr_TR -f UTF-8 '" + dir.path("tr_TR.UTF-8") + "' 2>&1", &status);
+    ASSERT_EQ(status, 0) << "localedef could not make tr_TR.UTF-8";
+    ::setenv("LOCPATH", dir.path("").c_str(), 1);
+    const std::locale turkish("tr_TR.UTF-8");
+    ASSERT_NE(std::use_facet<std::ctype<wchar_t>>(turkish).toupper(L'i'), L'I') << "not a Turkish locale";
+    const std::locale previous = std::locale::global(turkish);
+    std::setlocale(LC_ALL, "tr_TR.UTF-8");
+
+    EXPECT_TRUE(setOption("dvimportfile", "in.gds"));
+    std::string value;
+    EXPECT_TRUE(getOption("DVIMPORTFILE", value, false));
+    EXPECT_EQ(value, "in.gds");
+    EXPECT_EQ(getOptionString("dvimportFILE", false), "in.gds");
+    EXPECT_TRUE(setOption("I", "other.gds")) << "the string table's short names ignore case";
+    EXPECT_EQ(findOption("dvimportfile")->name, "DvImportFile");
+    EXPECT_EQ(assignOption("toolconverttext", "YES").status, AssignStatus::Assigned);
+
+    std::setlocale(LC_ALL, "C");
+    std::locale::global(previous);
+}
+
+}  // namespace
+}  // namespace dv::env::internal
