@@ -10,7 +10,9 @@ fi
 for name in 'dv::env::getOptionInt' 'dv::env::optionsRecorder()' 'writeLog' 'dv::env::OptionsConfigRecorder::record' 'dv::env::AppLog::redirectToFile' 'dv::env::AppLog::emailLog' \
             'dv::env::programVersion[abi:cxx11](bool)' 'dv::env::programVersionW[abi:cxx11](bool)' \
             'dv::env::programVersionNumber()' 'dv::env::DataTargetString::get' 'dv::env::DataTargetBool::metaClass' \
-            'dv::env::EventLog::addLog' 'dv::env::Event::Event(dv::env::Event&&)'; do
+            'dv::env::EventLog::addLog' 'dv::env::Event::Event(dv::env::Event&&)' \
+            'dv::env::listOptions()' 'dv::env::findOption' 'dv::env::assignOption' 'dv::env::isCommandName' \
+            'dv::env::describe[abi:cxx11](dv::env::Assignment const&)' 'dv::env::libraryVersion()'; do
   grep -qF "$name" <<<"$exported" || { echo "missing export: $name"; exit 1; }
 done
 # The mode query is exported for exactly its six enumerations.

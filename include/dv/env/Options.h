@@ -11,7 +11,12 @@ namespace dv::env {
 // The option store. Every option has a name, a type and a built-in default; its
 // current value lives in the registry of the FOX application object (sections
 // "Integer", "Real", "String" and "Boolean", keyed by the option's own
-// spelling), and every read goes there. Names are matched ignoring case.
+// spelling), and every read goes there. Names are matched ignoring ASCII case
+// only, whatever the process's C and C++ locales: option names are ASCII, and
+// a host's locale (a Turkish one, whose upper case of "i" is not "I") must not
+// make a name unknown. This holds for setOption and the command input too.
+// OptionReflection.h lists the options and assigns from text without ending
+// the process.
 //
 // The application object must exist before any option is read or written
 // (`testOption` tells); the one exception is "DvProgramType".
