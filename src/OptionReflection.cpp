@@ -26,7 +26,9 @@ class CText {
 public:
     explicit CText(std::string_view text) {
         if (text.size() < sizeof(buffer)) {
-            std::memcpy(buffer, text.data(), text.size());
+            // An empty view may have no data at all.
+            if (!text.empty())
+                std::memcpy(buffer, text.data(), text.size());
             buffer[text.size()] = '\0';
         } else {
             longText.assign(text);
