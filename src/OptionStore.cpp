@@ -191,13 +191,14 @@ std::optional<OptionStore::TextualRow> OptionStore::findTextual(const Resolved& 
         const auto byShortName = table.findShortName(name.name, shortNamesFoldCase);
         return byShortName ? std::min(byName, *byShortName) : byName;
     };
-    const std::size_t found[] = {inTable(strings, stringTable, stringShortNamesFoldCase),
-                                 inTable(booleans, booleanTable, false), inTable(ints, integerTable, false),
-                                 inTable(reals, realTable, false)};
-    for (std::size_t order = 0; order < tableCount; ++order) {
-        if (found[order] != NameMeaning::none)
-            return TextualRow{static_cast<TextualOrder>(order), found[order]};
-    }
+    if (const std::size_t row = inTable(strings, stringTable, stringShortNamesFoldCase); row != NameMeaning::none)
+        return TextualRow{stringTable, row};
+    if (const std::size_t row = inTable(booleans, booleanTable, false); row != NameMeaning::none)
+        return TextualRow{booleanTable, row};
+    if (const std::size_t row = inTable(ints, integerTable, false); row != NameMeaning::none)
+        return TextualRow{integerTable, row};
+    if (const std::size_t row = inTable(reals, realTable, false); row != NameMeaning::none)
+        return TextualRow{realTable, row};
     return std::nullopt;
 }
 
