@@ -5,6 +5,7 @@
 #include "CrashFilter.h"
 #include "HardwareProbe.h"
 #include "LogMailing.h"
+#include "platform/Dialogs.h"
 #include "platform/Files.h"
 #include "platform/Hardware.h"
 #include "platform/System.h"
@@ -141,5 +142,7 @@ void AppLog::logHardwareInfo() const {
 }
 
 void AppLog::emailLog(const char* subject, const char* text) { internal::emailLog(subject, text); }
+
+std::string AppLog::dialogProgram() { return platform::dialogs().dialogProgram(); }
 
 }  // namespace dv::env

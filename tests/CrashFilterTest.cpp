@@ -59,6 +59,7 @@ public:
     }
     void showMessage(const char*, const char*) override {}
     void showErrorBox(const std::string&, const std::string&) override {}
+    const char* dialogProgram() override { return ""; }
     bool clientAvailable() override { return true; }
     platform::MailResult send(const platform::MailMessage& message) override {
         calls.push_back("mail"), subject = message.subject, body = message.text;

@@ -60,6 +60,7 @@ public:
     void showMessage(const char* title, const char* message) override { messages.emplace_back(title, message); }
     bool askYesNo(const char*, const char*) override { return false; }
     void showErrorBox(const std::string&, const std::string&) override {}
+    const char* dialogProgram() override { return ""; }
 };
 
 std::string secondRoadText(const std::string& file) {

@@ -17,6 +17,10 @@ public:
     // Asks a question with the answers Yes and No; true for Yes. Whatever
     // cannot ask, answers No. Safe inside the fault handler.
     virtual bool askYesNo(const char* title, const char* text) = 0;
+    // The program that asks and shows messages, where there is one apart from
+    // this process; empty otherwise.
+    virtual const char* dialogProgram() = 0;
+
     // Shows a message with one button and returns when the user has closed
     // it. Safe inside the fault handler.
     virtual void showMessage(const char* title, const char* text) = 0;

@@ -3,6 +3,7 @@
 
 #include "Commands.h"
 
+#include <dv/env/AppLog.h>
 #include <dv/env/ProgramVersion.h>
 #include <dv/env/VersionResource.h>
 
@@ -26,6 +27,9 @@ int printVersion(const Arguments& args) {
     std::cout << library;
     const auto v = dv::env::libraryVersion().file;
     std::cout << ' ' << v[0] << '.' << v[1] << '.' << v[2] << '.' << v[3] << '\n';
+    // Where the crash question would come from.
+    const std::string dialogs = dv::env::AppLog::dialogProgram();
+    std::cout << "dialog program: " << (dialogs.empty() ? "none" : dialogs) << '\n';
     return 0;
 }
 

@@ -25,7 +25,7 @@ const std::map<std::string, Command>& commands() {
         {"options", {dvenv::listOptions, "options                 list every option: table, name, default, value, kind", true}},
         {"get", {dvenv::getOption, "get NAME                print the value of one option", true}},
         {"set", {dvenv::setOption, "set NAME VALUE          store a value for one option", true}},
-        {"version", {dvenv::printVersion, "version                 print the tool's and the library's versions", false}},
+        {"version", {dvenv::printVersion, "version                 print the tool's and the library's versions and the dialog program", false}},
         {"run", {dvenv::runApplication, "run ARGUMENTS...        start like the application: read the command line,\n"
                                         "                          use every option, print the configuration text", true}},
         {"report", {dvenv::writeReport, "report [--log FILE]     point the log at FILE (by default ~/.local/state/dravik/dravik.log)\n"

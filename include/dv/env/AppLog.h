@@ -106,6 +106,15 @@ public:
     /// agrees to send a crash report.
     static void emailLog(const char* subject, const char* text);
 
+    /// The program that asks the crash question and shows the mail road's
+    /// message (a separate process, so that a crashing program need not trust
+    /// its own windows), found in dvenv2/ beside the library first, then where
+    /// it was installed; empty if there is none. For a tool to show which one
+    /// a process uses:
+    ///
+    ///     std::cout << (dv::env::AppLog::dialogProgram().empty() ? "none" : dv::env::AppLog::dialogProgram());
+    static std::string dialogProgram();
+
 private:
     struct Impl;
     Impl* impl;

@@ -30,9 +30,9 @@ bool copyPath(char* to, const char* directory, std::size_t length, const char* t
     return true;
 }
 
-// Beside the module that holds the library (the shared library, or a program
-// it is linked into) in ../libexec/dvenv2, as in the build tree and in an
-// installation whose libraries lie in lib/; otherwise where it was installed.
+// In dvenv2/ beside the module that holds the library (the shared library, or
+// a program it is linked into), as in the build tree and in any installation,
+// so that an unpacked tree works as well; otherwise where it was installed.
 void findHelper(char* found) {
     char module[PATH_MAX] = "";
     Dl_info info{};
@@ -43,7 +43,7 @@ void findHelper(char* found) {
     }
     char candidate[PATH_MAX];
     const char* slash = std::strrchr(module, '/');
-    if (slash && copyPath(candidate, module, static_cast<std::size_t>(slash - module), "/../libexec/dvenv2/dvenv-ask") &&
+    if (slash && copyPath(candidate, module, static_cast<std::size_t>(slash - module), "/dvenv2/dvenv-ask") &&
         ::access(candidate, X_OK) == 0) {
         std::memcpy(found, candidate, sizeof(candidate));
         return;
@@ -64,6 +64,11 @@ public:
     bool askYesNo(const char* title, const char* text) override {
         const ChildStatus answer = runHelper("question", title, text);
         return answer.exited && answer.code == answerYes;
+    }
+
+    const char* dialogProgram() override {
+        prepare();
+        return helperPath;
     }
 
     void showMessage(const char* title, const char* text) override {
