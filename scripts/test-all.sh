@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds and runs every test: the plain build (with its benchmarks' smoke run),
-# then AddressSanitizer + UBSan, then ThreadSanitizer, then the fuzz targets
-# (scripts/fuzz.sh). GUI tests get a display from Xvfb.
+# then AddressSanitizer + UBSan, then ThreadSanitizer, then the Debian
+# packages (scripts/package-deb.sh, tests/package/check-deb.sh), then the fuzz
+# targets (scripts/fuzz.sh). GUI tests get a display from Xvfb.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/install-deps.sh
@@ -19,6 +20,13 @@ for preset in "${presets[@]}"; do
   # and refuses the clients that arrive meanwhile.
   "${run[@]}" xvfb-run -a -s '-screen 0 1280x1024x24 -noreset' ctest --preset "$preset" -j "$jobs"
 done
+# The Debian packages: built (the plain tests run inside), checked by lintian,
+# installed and used (DVENV2_DEB=0 skips this).
+if [ "${DVENV2_DEB:-1}" != 0 ]; then
+  echo "=== debian packages ==="
+  bash scripts/package-deb.sh
+  bash tests/package/check-deb.sh
+fi
 # Then each fuzz target for about a minute (DVENV2_FUZZ_SECONDS=0 skips this).
 if [ "${DVENV2_FUZZ_SECONDS:-60}" != 0 ]; then
   echo "=== fuzz ==="

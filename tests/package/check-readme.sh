@@ -10,7 +10,7 @@
 set -euo pipefail
 readme=$1 prefix=$2 work=$3
 rm -rf "$work" && mkdir -p "$work"
-export PKG_CONFIG_PATH="$prefix/lib/pkgconfig"
+export PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name dvenv2.pc | head -n 1)")
 flags=$(pkg-config --cflags --libs dvenv2)
 
 status=0

@@ -4,11 +4,13 @@
 
 #include <fx.h>
 
+#include <filesystem>
 #include <iostream>
 
 DV_VERSION_RESOURCE(1, 2, 3, 4, 1, 2, 3, 4);
 
-int main() {
+// The argument: where the library's dialog program must be found.
+int main(int argc, char** argv) {
     FXApp app("DravikConsumer", "DravikConsumer");
     dv::env::setOptionInt("ToolArcPrecValue", 64);
     if (dv::env::getOptionInt("ToolArcPrecValue", true) != 64)
@@ -20,6 +22,12 @@ int main() {
     if (log.addLog(dv::notelib::MessageFormatStream(0x8000007eu, "Open polygon\ncell %1%\n") << "SUB") != 2 ||
         log.highestSeverity() != dv::env::Event::Severity::Warning)
         return 1;
+    // The same file, whichever directory link (/lib or /usr/lib) led to it.
+    std::error_code error;
+    if (argc > 1 && !std::filesystem::equivalent(dv::env::AppLog::dialogProgram(), argv[1], error)) {
+        std::cerr << "dialog program: '" << dv::env::AppLog::dialogProgram() << "', not '" << argv[1] << "'\n";
+        return 1;
+    }
     std::cout << "consumer ok" << std::endl;
     return 0;
 }

@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# Installs the packages of build/deb (scripts/package-deb.sh makes them),
+# builds a consumer against them through find_package and through
+# pkg-config, runs it (it must find the dialog program where the package put
+# it), runs dvenv from /usr/bin, and removes the packages again.
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+if [ "$(id -u)" -ne 0 ]; then sudo=sudo; else sudo=; fi
+packages=$(sed -n 's/^Package: //p' debian/control)
+work=$(mktemp -d)
+cleanup() {
+  DEBIAN_FRONTEND=noninteractive $sudo apt-get remove -y -qq --purge $packages > /dev/null || true
+  rm -rf "$work"
+}
+trap cleanup EXIT
+DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --reinstall ./build/deb/*.deb > /dev/null
+
+helper=/usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)/dvenv2/dvenv-ask
+[ -x "$helper" ] || { echo "FAIL: no dialog program at $helper"; exit 1; }
+
+cmake -S tests/package/consumer -B "$work/cmake" -G Ninja > /dev/null
+cmake --build "$work/cmake" > /dev/null
+"$work/cmake/consumer" "$helper"
+
+# The pkg-config file's directories, however spelled, hold the headers and
+# the library (a prefix counted wrongly under multiarch would not).
+flags=$(pkg-config --cflags --libs dvenv2)
+for flag in $flags; do
+  case $flag in
+    -I*) [ -e "$(realpath -m "${flag#-I}")/dv/env.h" ] || [ -e "${flag#-I}/fx.h" ] ||
+           { echo "FAIL: pkg-config's $flag holds neither dv/env.h nor fx.h"; exit 1; } ;;
+    -L*) [ -e "$(realpath -m "${flag#-L}")/libdvenv2.so" ] || { echo "FAIL: pkg-config's $flag holds no libdvenv2.so"; exit 1; } ;;
+  esac
+done
+g++ -std=c++17 tests/package/consumer/main.cpp -o "$work/pkgconfig-consumer" $flags
+"$work/pkgconfig-consumer" "$helper"
+
+out=$(/usr/bin/dvenv version)
+found=$(sed -n 's/^dialog program: //p' <<<"$out")
+[ -n "$found" ] && [ "$(readlink -f "$found")" = "$(readlink -f "$helper")" ] ||
+  { echo "FAIL: dvenv version said:"; echo "$out"; exit 1; }
+man -w dvenv > /dev/null || { echo "FAIL: no manual page for dvenv"; exit 1; }
+echo "installed packages ok"
