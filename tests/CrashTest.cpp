@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
+
 #include <fcntl.h>
 #include <pty.h>
 #include <signal.h>
@@ -69,6 +71,15 @@ TEST_P(Crash, EndsByItsSignalWithTheCodeAndADumpLldbReads) {
         << trace;
     EXPECT_NE(trace.find("frame #0: 0x"), std::string::npos) << trace;
     EXPECT_NE(trace.find(kind.inTrace), std::string::npos) << trace;
+    // The program's module record carries its build id (as readelf shows it)
+    // behind the CodeView signature, whose little-endian bytes are "LEpB":
+    // symbol tools match modules by it.
+    const std::string hex = commandOutput("readelf -n '" CRASH_CHILD "' | sed -n 's/.*Build ID: //p'");
+    std::string record = "LEpB";
+    for (std::size_t i = 0; i + 1 < hex.size() && std::isxdigit(static_cast<unsigned char>(hex[i])); i += 2)
+        record += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+    EXPECT_GT(record.size(), 4u);
+    EXPECT_NE(fileText(dump).find(record), std::string::npos);
 }
 
 // The filter runs on an alternate stack, so an overflow of the AppLog thread's

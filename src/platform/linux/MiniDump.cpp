@@ -57,7 +57,8 @@ constexpr std::uint16_t architectureAmd64 = 9;
 constexpr std::uint32_t platformLinux = 0x8201;
 constexpr std::uint32_t contextAmd64 = 0x00100000;
 constexpr std::uint32_t contextControl = 0x1, contextInteger = 0x2, contextSegments = 0x4, contextFloatingPoint = 0x8;
-constexpr std::uint32_t cvSignatureElfBuildId = 0x4c457042;  // "BpEL"
+// The format reads it as a little-endian 32-bit value: the bytes are "LEpB".
+constexpr std::uint32_t cvSignatureElfBuildId = 0x4270454c;
 
 #pragma pack(push, 4)
 struct Location {
