@@ -105,7 +105,11 @@ TEST_F(Store, TextualLookUpAnswersAsTheScanAcrossTables) {
     OptionStore& store = optionStore();
     const auto registerRandom = [&] {
         const std::string name = anyName();
-        const std::string shortName = random() % 5 == 0 ? std::string(1, "xyXY"[random() % 4]) : "";
+        // Now and then a short name that is another row's name, so that a name
+        // and a short name compete for the lowest row.
+        const std::string shortName = random() % 5 != 0 ? ""
+                                      : random() % 2 ? std::string(1, "xyXY"[random() % 4])
+                                                     : anyName();
         switch (random() % 4) {
         case 0: registerOptionInt(name, 1, shortName, true); break;
         case 1: registerOptionReal(name, 1.0, shortName, true); break;
@@ -119,45 +123,33 @@ TEST_F(Store, TextualLookUpAnswersAsTheScanAcrossTables) {
     for (int i = 0; i < 40; ++i)
         registerRandom();
 
-    const auto scan = [&](const std::string& name, bool stringShortNamesFold) -> std::optional<std::string> {
-        const auto inTable = [&](const auto& table, bool fold) -> std::optional<std::string> {
+    // Table (in textual order) and row, by a scan of each table from row 0.
+    using Found = std::optional<std::pair<std::size_t, std::size_t>>;
+    const auto scan = [&](const std::string& name, bool stringShortNamesFold) -> Found {
+        const auto inTable = [&](const auto& table, bool fold) -> std::optional<std::size_t> {
             for (std::size_t index = 0; index < table.size(); ++index) {
                 const auto& row = table[index];
                 if (sameIgnoringCase(row.name, name) ||
                     (!row.shortName.empty() && (fold ? sameIgnoringCase(row.shortName, name) : row.shortName == name)))
-                    return row.name + "/" + row.shortName + "/" + std::to_string(index);
+                    return index;
             }
             return std::nullopt;
         };
-        if (auto found = inTable(store.strings, stringShortNamesFold))
-            return "s" + *found;
-        if (auto found = inTable(store.booleans, false))
-            return "b" + *found;
-        if (auto found = inTable(store.ints, false))
-            return "i" + *found;
-        if (auto found = inTable(store.reals, false))
-            return "r" + *found;
+        const std::optional<std::size_t> rows[] = {inTable(store.strings, stringShortNamesFold),
+                                                   inTable(store.booleans, false), inTable(store.ints, false),
+                                                   inTable(store.reals, false)};
+        for (std::size_t table = 0; table < 4; ++table)
+            if (rows[table])
+                return std::make_pair(table, *rows[table]);
         return std::nullopt;
-    };
-    const auto indexed = [&](const std::string& name, bool stringShortNamesFold) -> std::optional<std::string> {
-        const auto found = store.findTextual(store.resolve(name, false), stringShortNamesFold);
-        if (!found)
-            return std::nullopt;
-        const auto describe = [&](const auto& table) {
-            const auto& row = table[found->index];
-            return row.name + "/" + row.shortName + "/" + std::to_string(found->index);
-        };
-        switch (found->table) {
-        case OptionStore::stringTable: return "s" + describe(store.strings);
-        case OptionStore::booleanTable: return "b" + describe(store.booleans);
-        case OptionStore::integerTable: return "i" + describe(store.ints);
-        default: return "r" + describe(store.reals);
-        }
     };
     for (int i = 0; i < 400; ++i) {
         const std::string name = random() % 3 == 0 ? std::string(1, "xyXYoO"[random() % 6]) : anyName();
-        for (const bool fold : {false, true})
-            ASSERT_EQ(indexed(name, fold), scan(name, fold)) << name << " fold " << fold;
+        for (const bool fold : {false, true}) {
+            const auto found = store.findTextual(store.resolve(name, false), fold);
+            const Found indexed = found ? Found(std::make_pair(std::size_t{found->table}, found->index)) : std::nullopt;
+            ASSERT_EQ(indexed, scan(name, fold)) << name << " fold " << fold;
+        }
     }
 }
 
