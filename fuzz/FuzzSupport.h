@@ -24,7 +24,8 @@ struct FatalReport {
 };
 
 // Sets up the process once: an application object with an empty registry,
-// std::clog silenced, and the memory file system in place of the real one.
+// std::clog silenced, the memory file system in place of the real one, and
+// dialogs that show nothing.
 void initialise();
 
 // Puts `content` into the memory file system under `name`; each name is a

@@ -1,20 +1,20 @@
 #include <dv/env/OptionReflection.h>
 #include <dv/env/Options.h>
 
+#include "FatalReport.h"
 #include "OptionStore.h"
 
 #include <fx.h>
 
-#include <cstdlib>
+#include <string>
 
 namespace dv::env {
 
 namespace {
 
-// The toolkit's fatal report: the process ends there.
-[[noreturn]] void fatalReport(const char* format, std::string_view name) {
-    fxerror(format, static_cast<int>(name.size()), name.data());
-    std::abort();  // fxerror ends the process; this is only its promise kept
+// The store's unit reports the value it could not take.
+[[noreturn]] void badValue(const char* what, std::string_view name, int line) {
+    internal::fatalReport(StampLog("Options", line), std::string(what) + std::string(name));
 }
 
 }  // namespace
@@ -33,9 +33,9 @@ bool setOption(std::string_view name, std::string_view value) {
         fxwarning("Unknown option: %.*s\n", static_cast<int>(done.name.size()), done.name.data());
         return false;
     case AssignStatus::MissingValue:
-        fatalReport("Missing parameter for option: %.*s\n", done.name);
+        badValue("Missing parameter for option: ", done.name, __LINE__);
     case AssignStatus::InvalidNumber:
-        fatalReport("Invalid numeric parameter for option: %.*s\n", done.name);
+        badValue("Invalid numeric parameter for option: ", done.name, __LINE__);
     }
     return false;
 }

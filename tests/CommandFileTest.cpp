@@ -2,6 +2,7 @@
 
 #include "OptionStore.h"
 #include "support/StoredEntries.h"
+#include "support/ShownFatalErrors.h"
 #include "support/TempDir.h"
 #include "support/TestApp.h"
 
@@ -116,11 +117,13 @@ TEST_F(CommandFile, NestingDepthIsBounded) {
     EXPECT_EQ(toolApply(), "0");  // every level ran to its end
 }
 
-using CommandFileDeathTest = CommandFile;
+// No test may wait on a dialog: the fatal ones are written out instead.
+class CommandFileDeathTest : public test::WithShownFatalErrors, public CommandFile {};
 
 TEST_F(CommandFileDeathTest, AnUnconvertibleValueEndsTheProcessAtItsLine) {
     const std::string file = dir.write("bad.cmd", "[Dravik]\nToolArcPrecValue=64\nToolCropX0=wide\n");
-    EXPECT_EXIT(parseCommandFile(file), KilledBySignal(SIGABRT), "^Invalid numeric parameter for option: ToolCropX0\n$");
+    EXPECT_EXIT(parseCommandFile(file), KilledBySignal(SIGABRT), 
+                "^shown: Invalid numeric parameter for option: ToolCropX0\nInvalid numeric parameter for option: ToolCropX0\n$");
 }
 
 }  // namespace

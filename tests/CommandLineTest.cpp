@@ -2,6 +2,7 @@
 
 #include "OptionStore.h"
 #include "support/TempDir.h"
+#include "support/ShownFatalErrors.h"
 #include "support/TestApp.h"
 
 #include <gtest/gtest.h>
@@ -89,14 +90,15 @@ TEST_F(CommandLine, ToolApplyArgumentsJoin) {
     EXPECT_EQ(string("ToolApply"), "x;b");
 }
 
-using CommandLineDeathTest = CommandLine;
+// No test may wait on a dialog: the fatal ones are written out instead.
+class CommandLineDeathTest : public test::WithShownFatalErrors, public CommandLine {};
 
 TEST_F(CommandLineDeathTest, BadValuesEndTheProcessAtTheirArgument) {
     // A negative number in the two-argument form is the next option.
     EXPECT_EXIT(parse({"-ToolArcPrecValue", "-5"}), KilledBySignal(SIGABRT),
-                "^Missing parameter for option: ToolArcPrecValue\n$");
+                "^shown: Missing parameter for option: ToolArcPrecValue\nMissing parameter for option: ToolArcPrecValue\n$");
     EXPECT_EXIT(parse({"-q", "out.gds", "-ToolArcPrecValue"}), KilledBySignal(SIGABRT),
-                "^Invalid numeric parameter for option: q\n$");
+                "^shown: Invalid numeric parameter for option: q\nInvalid numeric parameter for option: q\n$");
 }
 
 // Closes the modal dialog once the event loop runs, noting its title, whether

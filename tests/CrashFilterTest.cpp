@@ -58,6 +58,7 @@ public:
         return calls.push_back("ask"), title = caption, question = text, answer;
     }
     void showMessage(const char*, const char*) override {}
+    void showFatalError(const char*, const char*) override {}
     void showErrorBox(const std::string&, const std::string&) override {}
     const char* dialogProgram() override { return ""; }
     bool clientAvailable() override { return true; }

@@ -1,6 +1,6 @@
-// The question and the message, asked for real through the dialog program:
-// on a display (answered with the keyboard through xdotool), on a terminal
-// (a pseudo-terminal), and with neither.
+// The question, the message and the fatal error, shown for real through the
+// dialog program: on a display (answered with the keyboard through xdotool),
+// on a terminal (a pseudo-terminal), and with neither.
 
 #include "platform/Dialogs.h"
 
@@ -48,7 +48,9 @@ pid_t spawn(int (*body)(), Prepare prepare) {
     return child;
 }
 
-TEST(Dialogs, WithNeitherDisplayNorTerminalTheAnswerIsNoAndMessagesGoToStandardError) {
+int showFatal() { return dialogs().showFatalError("Dravik Error", "Invalid numeric parameter for option: Q"), 0; }
+
+TEST(Dialogs, WithNeitherDisplayNorTerminalTheAnswerIsNoAndTheTextsGoToStandardError) {
     const test::TempDir dir;
     const std::string errors = dir.path("errors");
     const auto alone = [&] {
@@ -57,10 +59,35 @@ TEST(Dialogs, WithNeitherDisplayNorTerminalTheAnswerIsNoAndMessagesGoToStandardE
         ::dup2(::open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
     };
     EXPECT_EQ(exitStatus(spawn(ask, alone)), saidNo);
+    EXPECT_EQ(test::fileText(errors),
+              "Dravik Error\nDravik has encountered a problem.\nWould you like to send this report now ?\n"
+              "dvenv-ask: no display and no terminal to ask on: answered No\n");
     EXPECT_EQ(exitStatus(spawn(show, alone)), 0);
     EXPECT_EQ(test::fileText(errors), "Dravik\nPlease send an e-mail.\n");
+    // The one who reports a fatal error has written it there already.
+    EXPECT_EQ(exitStatus(spawn(showFatal, alone)), 0);
+    EXPECT_EQ(test::fileText(errors), "");
 }
 
+// Reads what the terminal shows until `until` has come, or for 10 s.
+std::string readUntil(int master, const char* until) {
+    std::string seen;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (seen.find(until) == std::string::npos && std::chrono::steady_clock::now() < end) {
+        pollfd wait{master, POLLIN, 0};
+        if (::poll(&wait, 1, 100) <= 0)
+            continue;
+        char buffer[256];
+        const ssize_t got = ::read(master, buffer, sizeof(buffer));
+        if (got <= 0)
+            break;
+        seen.append(buffer, static_cast<std::size_t>(got));
+    }
+    return seen;
+}
+
+// The answer comes back whatever the host does with SIGCHLD: ignored, the
+// kernel reaps the dialog program before anyone could wait for its status.
 TEST(Dialogs, WithoutDisplayTheTerminalIsAsked) {
     for (const std::string reply : {"y\n", "n\n", "\n"}) {
         int master = -1;
@@ -68,27 +95,43 @@ TEST(Dialogs, WithoutDisplayTheTerminalIsAsked) {
         ASSERT_GE(child, 0);
         if (child == 0) {
             ::unsetenv("DISPLAY");
+            ::signal(SIGCHLD, SIG_IGN);
             ::_exit(ask());
         }
-        // Read until the prompt has come, or for 10 s.
-        std::string seen;
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        while (seen.find("[y/N] ") == std::string::npos && std::chrono::steady_clock::now() < end) {
-            pollfd wait{master, POLLIN, 0};
-            if (::poll(&wait, 1, 100) <= 0)
-                continue;
-            char buffer[256];
-            const ssize_t got = ::read(master, buffer, sizeof(buffer));
-            if (got <= 0)
-                break;
-            seen.append(buffer, static_cast<std::size_t>(got));
-        }
+        const std::string seen = readUntil(master, "[y/N] ");
         EXPECT_NE(seen.find("Dravik Error"), std::string::npos) << seen;
         EXPECT_NE(seen.find("Would you like to send this report now ?"), std::string::npos) << seen;
         ASSERT_EQ(::write(master, reply.data(), reply.size()), static_cast<ssize_t>(reply.size()));
         EXPECT_EQ(exitStatus(child), reply == "y\n" ? saidYes : saidNo) << "reply " << reply;
         ::close(master);
     }
+}
+
+// A background job that read the terminal would be stopped, and the program
+// waiting for its answer with it.
+TEST(Dialogs, ABackgroundJobIsNotAskedOnTheTerminal) {
+    int master = -1;
+    const pid_t child = ::forkpty(&master, nullptr, nullptr, nullptr);
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        ::unsetenv("DISPLAY");
+        // The terminal's foreground goes to another process group.
+        const pid_t foreground = ::fork();
+        if (foreground == 0) {
+            ::setpgid(0, 0);
+            ::pause();
+            ::_exit(0);
+        }
+        ::setpgid(foreground, foreground);
+        ::tcsetpgrp(STDIN_FILENO, foreground);
+        const int answer = ask();
+        ::kill(foreground, SIGKILL);
+        ::_exit(answer);
+    }
+    const std::string seen = readUntil(master, "answered No");
+    EXPECT_NE(seen.find("no display and no terminal to ask on: answered No"), std::string::npos) << seen;
+    EXPECT_EQ(exitStatus(child), saidNo);
+    ::close(master);
 }
 
 using test::commandOutput;
@@ -131,6 +174,7 @@ TEST(Dialogs, OnADisplayAFoxDialogAsksWithYesAndNo) {
     EXPECT_EQ(answer(ask, "Dravik Error", "alt+y"), saidYes);
     EXPECT_EQ(answer(ask, "Dravik Error", "alt+n"), saidNo);
     EXPECT_EQ(answer(show, "Dravik", "Return"), 0);
+    EXPECT_EQ(answer(showFatal, "Dravik Error", "Return"), 0);
 }
 
 }  // namespace

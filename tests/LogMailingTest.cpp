@@ -17,6 +17,7 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace dv::env::internal {
@@ -59,6 +60,7 @@ public:
     }
     void showMessage(const char* title, const char* message) override { messages.emplace_back(title, message); }
     bool askYesNo(const char*, const char*) override { return false; }
+    void showFatalError(const char*, const char*) override {}
     void showErrorBox(const std::string&, const std::string&) override {}
     const char* dialogProgram() override { return ""; }
 };
@@ -137,16 +139,39 @@ TEST_F(EmailLog, FailedCopyNamesTheLogsLongPathOrElseThePathAsGiven) {
     EXPECT_EQ(mail.messages.back().second, secondRoadText(""));
 }
 
-// The system's own side: xdg-email, with a mail program of ours in MAILER.
+// The system's own side: xdg-email, with a mail program of ours in MAILER,
+// and an xdg-mime of ours that names the handler of mailto: addresses.
 class SystemMail : public ::testing::Test {
 protected:
+    void SetUp() override {
+        const std::string query = dir.write("xdg-mime", "#!/bin/sh\n[ -n \"$MAILTO_HANDLER\" ] || exit 4\n"
+                                                        "printf '%s\\n' \"$MAILTO_HANDLER\"\n");
+        fs::permissions(query, fs::perms::owner_all);
+        ::setenv("PATH", (dir.path("") + ":" + ::getenv("PATH")).c_str(), 1);
+    }
+
     test::TempDir dir;
     const std::string log = dir.write("dravik.log", "log\n");
     platform::Mail& system = platform::mail();
 };
 
+// Every other handler (a browser, say) drops the attachment that xdg-email
+// hands it, while xdg-email reports success.
+TEST_F(SystemMail, OnlyClientsThatAttachTheFileCount) {
+    for (const auto& [handler, available] : {std::pair{"thunderbird.desktop", true},
+                                             {"org.mozilla.Thunderbird.desktop", true},
+                                             {"icedove.desktop", true},
+                                             {"firefox-esr.desktop", false},
+                                             {"", false}}) {
+        ::setenv("MAILTO_HANDLER", handler, 1);
+        EXPECT_EQ(system.clientAvailable(), available) << handler;
+    }
+    ::setenv("MAILTO_HANDLER", "thunderbird.desktop", 1);
+    ::setenv("PATH", dir.path("").c_str(), 1);  // our xdg-mime, but no xdg-email
+    EXPECT_FALSE(system.clientAvailable());
+}
+
 TEST_F(SystemMail, XdgEmailHandsTheMailToTheMailProgram) {
-    ASSERT_TRUE(system.clientAvailable()) << "xdg-email is not on the search path";
     // A mail program that records the address it is given.
     const auto mailerExits = [&](int status) {
         const std::string script = dir.write("mailer", "#!/bin/sh\nprintf '%s' \"$1\" > '" + dir.path("mailto") +
@@ -166,12 +191,7 @@ TEST_F(SystemMail, XdgEmailHandsTheMailToTheMailProgram) {
 
     mailerExits(1);
     EXPECT_EQ(system.send(message), MailResult::failed);
-}
-
-TEST_F(SystemMail, NoXdgEmailOnTheSearchPathMeansNoMailClient) {
     ::setenv("PATH", dir.path("").c_str(), 1);
-    EXPECT_FALSE(system.clientAvailable());
-    const platform::MailMessage message{"s", "t", "Dravik Support", "help@example.org", nullptr};
     EXPECT_EQ(system.send(message), MailResult::failed);
 }
 

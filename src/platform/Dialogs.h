@@ -25,6 +25,12 @@ public:
     // it. Safe inside the fault handler.
     virtual void showMessage(const char* title, const char* text) = 0;
 
+    // A fatal error, shown in a dialog of its own where a display can be
+    // opened, right before the process ends; returns when the user has closed
+    // it. Without a display nothing is shown: the caller's report on standard
+    // error is then the copy the user gets.
+    virtual void showFatalError(const char* title, const char* text) = 0;
+
     // A modal error box with no owner window, for a bad argument; it returns
     // when the user has seen it. The text is shown whole, "%" included.
     virtual void showErrorBox(const std::string& title, const std::string& text) = 0;

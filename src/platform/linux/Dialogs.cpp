@@ -79,6 +79,8 @@ public:
         }
     }
 
+    void showFatalError(const char* title, const char* text) override { runHelper("error", title, text); }
+
     // A real dialog once the application has opened its display; before that,
     // as when a command line is read first, the text goes to standard error.
     void showErrorBox(const std::string& title, const std::string& text) override {
@@ -105,7 +107,7 @@ private:
         if (helperPath[0] == '\0')
             return {};
         const char* const arguments[] = {helperPath, mode, title, text, nullptr};
-        return runAndWait(arguments, false);
+        return runAndWait(arguments);
     }
 
     // Found once, ahead of any question: asking then needs no heap memory.

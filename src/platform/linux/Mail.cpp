@@ -1,6 +1,7 @@
 // The mail client is reached through xdg-email (xdg-utils), which hands a
-// prepared mail to the user's preferred mail program. Without one, the log's
-// copy goes into the user's home directory.
+// prepared mail to the user's preferred mail program, where that program
+// attaches files. Otherwise the log's copy goes into the user's home
+// directory.
 
 #include "platform/Mail.h"
 #include "platform/linux/Posix.h"
@@ -35,14 +36,42 @@ const char* homeDirectory() {
     return found.path;
 }
 
+bool onSearchPath(const char* program) {
+    const char* const arguments[] = {"/bin/sh", "-c", "command -v \"$0\" >/dev/null", program, nullptr};
+    const ChildStatus status = runAndWait(arguments);
+    return status.exited && status.code == 0;
+}
+
+// The clients that take xdg-email's attachment, by the name of their desktop
+// entry ("thunderbird.desktop", "org.mozilla.Thunderbird.desktop").
+bool attachesFiles(const char* desktopEntry) {
+    constexpr const char* clients[] = {"thunderbird", "icedove"};
+    char lower[256];
+    std::size_t length = 0;
+    for (; desktopEntry[length] && length + 1 < sizeof(lower); ++length) {
+        const char c = desktopEntry[length];
+        lower[length] = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    }
+    lower[length] = '\0';
+    for (const char* client : clients)
+        if (std::strstr(lower, client))
+            return true;
+    return false;
+}
+
 class LinuxMail final : public Mail {
 public:
     void prepare() override { homeDirectory(); }
 
+    // xdg-email hands the file itself only to these clients; every other
+    // handler of mailto: (a browser, say) gets an address whose attachment it
+    // drops, and xdg-email still reports success. Then the copy and the
+    // message naming it are the better road.
     bool clientAvailable() override {
-        const char* const arguments[] = {"/bin/sh", "-c", "command -v xdg-email >/dev/null 2>&1", nullptr};
-        const ChildStatus status = runAndWait(arguments, false);
-        return status.exited && status.code == 0;
+        const char* const arguments[] = {"xdg-mime", "query", "default", "x-scheme-handler/mailto", nullptr};
+        char handler[256];
+        const ChildStatus status = runAndWait(arguments, handler, sizeof(handler));
+        return status.exited && status.code == 0 && attachesFiles(handler) && onSearchPath("xdg-email");
     }
 
     // xdg-email exits with 0 once the mail program has the mail; it has no
@@ -76,7 +105,7 @@ public:
         arguments[count++] = recipient;
         arguments[count] = nullptr;
 
-        const ChildStatus status = runAndWait(arguments, true);
+        const ChildStatus status = runAndWait(arguments);
         if (status.exited && status.code == 0)
             return MailResult::sent;
         if (status.started && !status.exited && status.code == SIGINT)

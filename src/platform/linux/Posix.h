@@ -47,12 +47,18 @@ struct ChildStatus {
     int code = 0;         // the exit status, or the signal
 };
 
-// Starts the program `arguments[0]` with `arguments` (null-terminated) and
-// waits for it to end. `search` looks it up on the executable search path.
-// The child starts with no signal blocked and the fatal signals at their
-// default action, whatever the calling thread had: the caller may be a fault
-// handler.
-ChildStatus runAndWait(const char* const* arguments, bool search);
+// Runs the program `arguments[0]` (a path, or a name looked up on the
+// executable search path) with `arguments` (null-terminated) and waits for it
+// to end. With `output`, what the program writes to standard output is kept
+// there, NUL-terminated and cut to `capacity` bytes.
+//
+// The program starts with no signal blocked and every signal at its default
+// action, whatever the calling thread had: the caller may be a fault handler,
+// and the program must not inherit what the host ignores. Its status comes
+// back through a pipe, not from waitpid, so that a host that ignores SIGCHLD
+// (whose children the kernel reaps unasked) loses nothing; a status above 128
+// counts as the end by signal (status - 128), as shells report it.
+ChildStatus runAndWait(const char* const* arguments, char* output = nullptr, std::size_t capacity = 0);
 
 // The part of `path` after its last slash.
 std::string_view baseNameOf(std::string_view path);
