@@ -1,10 +1,13 @@
 // A program that builds its AppLog like the application does and then fails
 // for real, in a function of known name, as its argument says:
 //   CrashChild LOG null-main | null-thread | abort | overflow | uncaught | divide | trap
-//                  | filter-fault | filter-abort
+//                  | typo | filter-fault | filter-abort
 
 #include <dv/env/AppLog.h>
+#include <dv/env/Options.h>
 #include <dv/env/StampLog.h>
+
+#include <fx.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -81,6 +84,10 @@ int main(int argc, char** argv) {
         return divideByZero();
     } else if (std::strcmp(how, "trap") == 0) {
         __builtin_trap();
+    } else if (std::strcmp(how, "typo") == 0) {
+        FXApp app("CrashChild", "Dravik");
+        char* arguments[] = {argv[0], const_cast<char*>("-ToolArcPrecValue=abc"), nullptr};
+        dv::env::parseCommandLine(2, arguments);
     } else if (std::strncmp(how, "filter-", 7) == 0) {
         static FailingBuffer failing(std::strcmp(how, "filter-abort") == 0);
         std::clog.rdbuf(&failing);

@@ -21,6 +21,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <regex>
 #include <string>
 #include <utility>
 
@@ -51,6 +52,7 @@ struct Kind {
     int signal;
     const char* code;
     const char* inTrace;  // what lldb must show of the dump
+    const char* before = "";  // a pattern of what the log holds up to the diagnosis
 };
 void PrintTo(const Kind& kind, std::ostream* out) { *out << kind.how; }
 
@@ -63,7 +65,9 @@ TEST_P(Crash, EndsByItsSignalWithTheCodeAndADumpLldbReads) {
     EXPECT_EQ(crash(log, kind.how), kind.signal);
     const std::string text = fileText(log);
     EXPECT_NE(text.find("AppLog          :"), std::string::npos) << text.substr(0, 2000);
-    EXPECT_NE(text.find(std::string("   Unhandled exception: ") + kind.code + "\n"), std::string::npos)
+    const std::size_t diagnosis = text.find(std::string("   Unhandled exception: ") + kind.code + "\n");
+    EXPECT_NE(diagnosis, std::string::npos) << text.substr(0, 2000);
+    EXPECT_TRUE(std::regex_search(text, std::regex(std::string(kind.before) + "Unhandled exception: ")))
         << text.substr(0, 2000);
     const std::string extracted =
         commandOutput(std::string(DVENV_TOOL) + " dump-extract '" + log + "' '" + dump + "' 2>&1");
@@ -95,7 +99,10 @@ INSTANTIATE_TEST_SUITE_P(
         Kind{"uncaught", SIGABRT, "40000015", "throwWithoutCatch()"},
         Kind{"overflow", SIGSEGV, "c00000fd", "::recurseWithoutEnd("},
         Kind{"divide", SIGFPE, "c0000094", "divideByZero()"},
-        Kind{"trap", SIGILL, "c000001d", "CrashChild`main"}),
+        Kind{"trap", SIGILL, "c000001d", "CrashChild`main"},
+        // A bad value on the command line: the reason is in the log, then the report.
+        Kind{"typo", SIGABRT, "40000015", "dv::env::parseCommandLine(",
+             "\nOptions         :[0-9]+ +Invalid numeric parameter for option: ToolArcPrecValue\nAppLog          :[0-9]+ +"}),
     [](const auto& param) {
         std::string name = param.param.how;
         std::replace(name.begin(), name.end(), '-', '_');
@@ -118,8 +125,11 @@ TEST(CrashAnsweredYes, MailsTheLogAndTheProcessEndsAllTheSame) {
     const std::string log = dir.path("crash-yes.log");
     for (const auto& [name, script] :
          {std::pair<std::string, std::string>{"xdg-mime", "#!/bin/sh\necho thunderbird.desktop\n"},
-          {"xdg-email", "#!/bin/sh\ngrep '^Sig\\(Blk\\|Ign\\)' /proc/$$/status > '" + dir.path("signals") +
-                            "'\nprintf '%s\\n' \"$@\" > '" + dir.path("arguments") + "'\n"}}) {
+          // Read by the shell itself: while it waits for a child, its own
+          // mask is not the one it started with.
+          {"xdg-email", "#!/bin/sh\nwhile read -r key value; do case $key in Sig*) echo \"$key $value\";; esac; done"
+                        " < /proc/$$/status > '" + dir.path("signals") +
+                        "'\nprintf '%s\\n' \"$@\" > '" + dir.path("arguments") + "'\n"}}) {
         ::chmod(dir.write(name, script).c_str(), 0700);
     }
 
@@ -161,8 +171,8 @@ TEST(CrashAnsweredYes, MailsTheLogAndTheProcessEndsAllTheSame) {
         return at == std::string::npos ? ~0ull : std::stoull(signals.substr(at + std::strlen(name)), nullptr, 16);
     };
     constexpr unsigned long long libraryOwn = 3ull << 31;
-    EXPECT_EQ(mask("SigBlk:\t"), 0u) << signals;
-    EXPECT_EQ(mask("SigIgn:\t") & ~libraryOwn, 0u) << signals;
+    EXPECT_EQ(mask("SigBlk: "), 0u) << signals;
+    EXPECT_EQ(mask("SigIgn: ") & ~libraryOwn, 0u) << signals;
 }
 
 TEST(DumpExtract, RefusesLogsWithoutAWholeDump) {
