@@ -14,6 +14,7 @@
 #include <fcntl.h>
 #include <pty.h>
 #include <signal.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -108,6 +109,18 @@ INSTANTIATE_TEST_SUITE_P(
         std::replace(name.begin(), name.end(), '-', '_');
         return name;
     });
+
+// The dump's file has no name: another user's "Dravik.DMP" in the temporary
+// directory, or anything else of that name, cannot block it.
+TEST(CrashDumpFile, AnotherFileOfTheNameDoesNotBlockTheDump) {
+    const dv::env::test::TempDir dir;
+    const std::string blocker = P_tmpdir "/Dravik.DMP";
+    const bool made = ::mkdir(blocker.c_str(), 0700) == 0;
+    EXPECT_EQ(crash(dir.path("blocked.log"), "abort"), SIGABRT);
+    if (made)
+        ::rmdir(blocker.c_str());
+    EXPECT_NE(fileText(dir.path("blocked.log")).find("Memory Mini-Dump End"), std::string::npos);
+}
 
 // A fault inside the filter ends the process at once by its signal.
 TEST(CrashInFilter, EndsTheProcessByItsSignal) {

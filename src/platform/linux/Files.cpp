@@ -1,6 +1,7 @@
 #include "platform/Files.h"
 #include "platform/linux/Posix.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
 #include <stdio.h>
@@ -10,6 +11,7 @@
 
 #include <cstring>
 #include <fstream>
+#include <initializer_list>
 #include <vector>
 
 namespace dv::env::platform {
@@ -65,6 +67,21 @@ private:
 };
 
 int descriptorOf(FileHandle file) { return static_cast<int>(static_cast<std::intptr_t>(file)); }
+
+// ".<process>.<attempt>" without the heap or a lock: this runs in the fault
+// handler.
+void writeSuffix(char* out, unsigned long process, unsigned attempt) {
+    for (const unsigned long value : {process, static_cast<unsigned long>(attempt)}) {
+        char digits[24];
+        std::size_t count = 0;
+        for (unsigned long rest = value; count == 0 || rest != 0; rest /= 10)
+            digits[count++] = static_cast<char>('0' + rest % 10);
+        *out++ = '.';
+        while (count > 0)
+            *out++ = digits[--count];
+    }
+    *out = '\0';
+}
 
 class LinuxFiles final : public Files {
 public:
@@ -128,28 +145,38 @@ public:
         return true;
     }
 
+    // An unnamed file in the system's temporary directory (not one from the
+    // environment: the library reads no environment variable), readable by
+    // this process alone and gone when closed, whatever ends the process. A
+    // file of the same name, anyone's, is no obstacle. Where the file system
+    // has no unnamed files, a name of this process's own is made and removed
+    // at once.
     FileHandle createScratchFile(const char* name) override {
-        // The directory is the system's own, not one from the environment:
-        // the library reads no environment variable.
+        FileDescriptor file = openFile(P_tmpdir, O_TMPFILE | O_RDWR | O_EXCL, 0600);
+        if (file.valid())
+            return static_cast<FileHandle>(file.release());
+
         char path[256];
         const std::size_t directory = sizeof(P_tmpdir) - 1;
         const std::size_t length = std::strlen(name);
-        if (directory + 1 + length >= sizeof(path))
+        constexpr std::size_t suffix = 24;  // ".<pid>.<attempt>"
+        if (directory + 1 + length + suffix >= sizeof(path))
             return FileHandle::none;
         std::memcpy(path, P_tmpdir, directory);
         path[directory] = '/';
-        std::memcpy(path + directory + 1, name, length + 1);
-
-        // Replacing means a fresh file of our own: a file or link of that
-        // name left by anyone is removed first, and O_EXCL refuses one that
-        // appears in between. The name goes again at once, so the file lives
-        // only as long as it is open, whatever ends the process.
-        ::unlink(path);
-        FileDescriptor file = openFile(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
-        if (!file.valid())
-            return FileHandle::none;
-        ::unlink(path);
-        return static_cast<FileHandle>(file.release());
+        std::memcpy(path + directory + 1, name, length);
+        char* const tail = path + directory + 1 + length;
+        for (unsigned attempt = 0; attempt < 16; ++attempt) {
+            writeSuffix(tail, static_cast<unsigned long>(::getpid()), attempt);
+            file = openFile(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+            if (file.valid()) {
+                ::unlink(path);
+                return static_cast<FileHandle>(file.release());
+            }
+            if (errno != EEXIST)
+                break;
+        }
+        return FileHandle::none;
     }
 
     bool rewindFile(FileHandle file) override { return ::lseek(descriptorOf(file), 0, SEEK_SET) == 0; }
