@@ -6,6 +6,7 @@
 #include "HardwareProbe.h"
 #include "LogMailing.h"
 #include "platform/Dialogs.h"
+#include "platform/Faults.h"
 #include "platform/Files.h"
 #include "platform/Hardware.h"
 #include "platform/System.h"
@@ -142,6 +143,8 @@ void AppLog::logHardwareInfo() const {
 }
 
 void AppLog::emailLog(const char* subject, const char* text) { internal::emailLog(subject, text); }
+
+void AppLog::prepareThread() { platform::faults().prepareThread(); }
 
 std::string AppLog::dialogProgram() { return platform::dialogs().dialogProgram(); }
 

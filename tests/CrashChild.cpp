@@ -1,7 +1,7 @@
 // A program that builds its AppLog like the application does and then fails
 // for real, in a function of known name, as its argument says:
-//   CrashChild LOG null-main | null-thread | abort | overflow | uncaught | divide | trap
-//                  | typo | filter-fault | filter-abort
+//   CrashChild LOG null-main | null-thread | abort | overflow | overflow-thread | uncaught
+//                  | divide | trap | typo | filter-fault | filter-abort
 
 #include <dv/env/AppLog.h>
 #include <dv/env/Options.h>
@@ -78,6 +78,11 @@ int main(int argc, char** argv) {
         abortInNamedFunction();
     } else if (std::strcmp(how, "overflow") == 0) {
         return recurseWithoutEnd(0);
+    } else if (std::strcmp(how, "overflow-thread") == 0) {
+        std::thread([] {
+            dv::env::AppLog::prepareThread();
+            recurseWithoutEnd(0);
+        }).join();
     } else if (std::strcmp(how, "uncaught") == 0) {
         std::thread(throwWithoutCatch).join();
     } else if (std::strcmp(how, "divide") == 0) {

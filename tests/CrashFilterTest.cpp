@@ -37,6 +37,7 @@ public:
     std::string title, question, subject, body;
 
     void installHandler(platform::FaultHandler) override {}
+    void prepareThread() override {}
     void reportToSystem(const platform::Fault&) override { calls.push_back("report"); }
     platform::FileHandle createScratchFile(const char*) override {
         return calls.push_back("create"), canCreate ? scratch : platform::FileHandle::none;

@@ -90,7 +90,7 @@ TEST_P(Crash, EndsByItsSignalWithTheCodeAndADumpLldbReads) {
 }
 
 // The filter runs on an alternate stack, so an overflow of the AppLog thread's
-// stack still reaches it.
+// stack, or of a thread that was prepared, still reaches it.
 INSTANTIATE_TEST_SUITE_P(
     Kinds, Crash,
     ::testing::Values(
@@ -99,6 +99,7 @@ INSTANTIATE_TEST_SUITE_P(
         Kind{"abort", SIGABRT, "40000015", "abortInNamedFunction()"},
         Kind{"uncaught", SIGABRT, "40000015", "throwWithoutCatch()"},
         Kind{"overflow", SIGSEGV, "c00000fd", "::recurseWithoutEnd("},
+        Kind{"overflow-thread", SIGSEGV, "c00000fd", "::recurseWithoutEnd("},
         Kind{"divide", SIGFPE, "c0000094", "divideByZero()"},
         Kind{"trap", SIGILL, "c000001d", "CrashChild`main"},
         // A bad value on the command line: the reason is in the log, then the report.

@@ -35,12 +35,18 @@ class Faults {
 public:
     // Makes `handler` run on the faulting thread for every fatal fault of any
     // thread, for the rest of the process; a second call only changes the
-    // handler. The calling thread gets an alternate stack for it, so that a
-    // stack overflow still reaches the handler. When the handler returns, the
+    // handler. The calling thread is prepared as by `prepareThread`. When the
+    // handler returns, the
     // process ends by the fault's own default course (a core dump where the
     // system keeps them); a fault inside the handler ends the process the
     // same way at once.
     virtual void installHandler(FaultHandler handler) = 0;
+
+    // Gives the calling thread what the handler needs to run on it after a
+    // stack overflow of that thread (an alternate stack), for as long as the
+    // thread lives. Harmless when called again, or before any handler is
+    // installed.
+    virtual void prepareThread() = 0;
 
     // Offers the fault to the system's own fault reporting.
     virtual void reportToSystem(const Fault& fault) = 0;

@@ -28,8 +28,10 @@ namespace dv::env {
 /// and a memory dump, which a debugger opens, as Base64 lines into
 /// `std::clog`, asks the user whether to send the report ("Dravik Error"), and
 /// mails the log if so (`emailLog`); then the process ends by the fault's
-/// default course. The thread that builds the `AppLog` gets an alternate
-/// stack for the handler, so that even a stack overflow there is reported.
+/// default course. The thread that builds the `AppLog` and every thread the
+/// library starts get an alternate stack for the handler, so that even a
+/// stack overflow there is reported; a host gives one to each of its own
+/// threads with `prepareThread`.
 class DV_ENV_EXPORT AppLog {
 public:
     /// Works on `stream`, which must outlive the `AppLog`. Nothing is
@@ -105,6 +107,20 @@ public:
     /// The crash handler that every `AppLog` installs calls it when the user
     /// agrees to send a crash report.
     static void emailLog(const char* subject, const char* text);
+
+    /// Gives the calling thread an alternate signal stack, so that a stack
+    /// overflow on it reaches the crash handler and is reported like any other
+    /// fault; without one the process ends silently. Call it first thing in
+    /// each thread the host starts:
+    ///
+    ///     std::thread worker([] {
+    ///         dv::env::AppLog::prepareThread();
+    ///         work();
+    ///     });
+    ///
+    /// Harmless when called again, or before any `AppLog` exists; the stack is
+    /// freed when the thread ends.
+    static void prepareThread();
 
     /// The program that asks the crash question and shows the mail road's
     /// message (a separate process, so that a crashing program need not trust

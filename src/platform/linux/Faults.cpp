@@ -92,39 +92,75 @@ void onSignal(int signal, siginfo_t* info, void* rawContext) {
     endByDefaultAction(signal);
 }
 
-bool mapAlternateStack() {
-    // The handler writes the log and starts the dialog from here; a guard
-    // page below makes an overflow of this stack a fault, not a corruption.
-    const std::size_t page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
-    const std::size_t minimum = static_cast<std::size_t>(::sysconf(_SC_MINSIGSTKSZ));
-    std::size_t size = 256 * 1024;
-    if (size < 4 * minimum)
-        size = (4 * minimum + page - 1) / page * page;
+// The handler writes the log and starts the dialog from here; a guard page
+// below makes an overflow of this stack a fault, not a corruption. One stack
+// as large that the thread has already (its own from an earlier call) is
+// kept; a smaller one, such as a sanitizer's, is replaced, and given back when
+// the thread ends, so that its owner frees it.
+class AlternateStack {
+public:
+    AlternateStack() = default;
+    AlternateStack(const AlternateStack&) = delete;
+    AlternateStack& operator=(const AlternateStack&) = delete;
 
-    // One as large is kept (ours from an earlier call); a smaller one, such
-    // as a sanitizer's, is replaced.
-    stack_t current {};
-    if (::sigaltstack(nullptr, &current) == 0 && !(current.ss_flags & SS_DISABLE) && current.ss_size >= size)
-        return true;
-    void* memory = ::mmap(nullptr, size + page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK, -1, 0);
-    if (memory == MAP_FAILED)
-        return false;
-    ::mprotect(memory, page, PROT_NONE);
+    void ensure() {
+        const std::size_t page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+        const std::size_t minimum = static_cast<std::size_t>(::sysconf(_SC_MINSIGSTKSZ));
+        std::size_t size = 256 * 1024;
+        if (size < 4 * minimum)
+            size = (4 * minimum + page - 1) / page * page;
 
-    stack_t stack {};
-    stack.ss_sp = static_cast<char*>(memory) + page;
-    stack.ss_size = size;
-    if (::sigaltstack(&stack, nullptr) != 0) {
-        ::munmap(memory, size + page);
-        return false;
+        stack_t current{};
+        if (::sigaltstack(nullptr, &current) == 0 && !(current.ss_flags & SS_DISABLE) && current.ss_size >= size)
+            return;
+        void* mapped = ::mmap(nullptr, size + page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK, -1, 0);
+        if (mapped == MAP_FAILED)
+            return;
+        ::mprotect(mapped, page, PROT_NONE);
+        stack_t stack{};
+        stack.ss_sp = static_cast<char*>(mapped) + page;
+        stack.ss_size = size;
+        if (::sigaltstack(&stack, &previous) != 0) {
+            ::munmap(mapped, size + page);
+            return;
+        }
+        memory = mapped;
+        length = size + page;
     }
-    // Never freed: the thread keeps it while the handler stays installed.
-    return true;
+
+    ~AlternateStack() {
+        if (!memory)
+            return;
+        stack_t current{};
+        if (::sigaltstack(nullptr, &current) == 0 && current.ss_sp == static_cast<char*>(memory) + ::sysconf(_SC_PAGESIZE)) {
+            if (previous.ss_flags & SS_DISABLE) {
+                previous.ss_sp = nullptr;
+                previous.ss_size = 0;
+            }
+            previous.ss_flags &= SS_DISABLE;
+            ::sigaltstack(&previous, nullptr);
+        }
+        ::munmap(memory, length);
+    }
+
+private:
+    void* memory = nullptr;
+    std::size_t length = 0;
+    stack_t previous{};
+};
+
+}  // namespace
+
+void prepareThreadForFaults() {
+    thread_local AlternateStack stack;
+    stack.ensure();
 }
+
+namespace {
 
 void installSignalHandlers(FaultHandler handler) {
     installedHandler.store(handler);
-    mapAlternateStack();
+    prepareThreadForFaults();
 
     struct sigaction action {};
     action.sa_sigaction = onSignal;
@@ -141,6 +177,7 @@ void installSignalHandlers(FaultHandler handler) {
 class LinuxFaults final : public Faults {
 public:
     void installHandler(FaultHandler handler) override { installSignalHandlers(handler); }
+    void prepareThread() override { prepareThreadForFaults(); }
     // The system's own reporting (a core dump, where it keeps them) comes
     // when the process ends by the fault's default course, after the filter:
     // there is nothing to hand over first.

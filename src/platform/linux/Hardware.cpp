@@ -1,4 +1,5 @@
 #include "platform/Hardware.h"
+#include "platform/linux/Signals.h"
 
 #include <pthread.h>
 #include <sched.h>
@@ -31,6 +32,7 @@ constexpr std::uint64_t nanosecondsPerTick = 1'000'000'000 / counterHz;
 constexpr std::uint64_t userAddressSpace = 0x7ffffffff000ULL;
 
 void* runBody(void* body) {
+    prepareThreadForFaults();
     try {
         (*static_cast<const std::function<void()>*>(body))();
     } catch (...) {

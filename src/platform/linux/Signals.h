@@ -36,4 +36,9 @@ struct FaultContext {
 // code of 0 or less and gets the signal's general code.
 std::uint32_t faultCode(int signal, int code, bool nearStackPointer);
 
+// Gives the calling thread an alternate signal stack for the fault handler,
+// unless it has one as large; freed when the thread ends. Every thread the
+// library starts calls it first.
+void prepareThreadForFaults();
+
 }  // namespace dv::env::platform
