@@ -1,7 +1,7 @@
 // A program that builds its AppLog like the application does and then fails
 // for real, in a function of known name, as its argument says:
 //   CrashChild LOG null-main | null-thread | abort | overflow | overflow-thread | uncaught
-//                  | divide | trap | typo | filter-fault | filter-abort
+//                  | divide | trap | typo | threads | refused-read | filter-fault | filter-abort
 
 #include <dv/env/AppLog.h>
 #include <dv/env/Options.h>
@@ -9,7 +9,20 @@
 
 #include <fx.h>
 
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
 #include <cstdlib>
+#include <iterator>
 #include <cstring>
 #include <iostream>
 #include <stdexcept>
@@ -37,6 +50,69 @@ volatile int depthLimit = 1 << 30;
 }
 
 [[gnu::noinline]] void throwWithoutCatch() { throw std::runtime_error("nobody catches this"); }
+
+// Three threads that spin where lldb can name them, and one that blocks
+// every signal, which the dump must do without.
+std::atomic<int> spinning{0};
+volatile bool forever = true;
+
+[[gnu::noinline]] void spinInFirstWorker() {
+    spinning.fetch_add(1);
+    while (forever) {
+    }
+}
+[[gnu::noinline]] void spinInSecondWorker() {
+    spinning.fetch_add(1);
+    while (forever) {
+    }
+}
+[[gnu::noinline]] void spinInThirdWorker() {
+    spinning.fetch_add(1);
+    while (forever) {
+    }
+}
+[[gnu::noinline]] void spinDeafToSignals() {
+    sigset_t all;
+    sigfillset(&all);
+    ::pthread_sigmask(SIG_BLOCK, &all, nullptr);
+    spinning.fetch_add(1);
+    while (forever) {
+    }
+}
+
+void faultBesideOtherThreads() {
+    for (void (*body)() : {spinInFirstWorker, spinInSecondWorker, spinInThirdWorker, spinDeafToSignals})
+        std::thread(body).detach();
+    while (spinning.load() < 4) {
+    }
+    writeThroughNullOnMainThread();
+}
+
+// The kernel refuses process_vm_readv, as some containers do, and the program
+// jumps into a file mapping that lies past the file's end: the dump must copy
+// the code around that address without a fault of its own.
+void refuseVmReads() {
+    sock_filter rules[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_process_vm_readv, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    sock_fprog program{static_cast<unsigned short>(std::size(rules)), rules};
+    if (::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0)
+        std::exit(4);
+}
+
+[[gnu::noinline]] void jumpPastTheEndOfAFile() {
+    const long page = ::sysconf(_SC_PAGESIZE);
+    const int file = ::memfd_create("shrunk", 0);
+    if (file < 0 || ::ftruncate(file, page) != 0)
+        std::exit(4);
+    void* code = ::mmap(nullptr, static_cast<std::size_t>(page), PROT_READ | PROT_EXEC, MAP_SHARED, file, 0);
+    if (code == MAP_FAILED || ::ftruncate(file, 0) != 0)
+        std::exit(4);
+    reinterpret_cast<void (*)()>(code)();
+}
 
 volatile int zero = 0;
 volatile int dividend = 7;
@@ -93,6 +169,11 @@ int main(int argc, char** argv) {
         FXApp app("CrashChild", "Dravik");
         char* arguments[] = {argv[0], const_cast<char*>("-ToolArcPrecValue=abc"), nullptr};
         dv::env::parseCommandLine(2, arguments);
+    } else if (std::strcmp(how, "threads") == 0) {
+        faultBesideOtherThreads();
+    } else if (std::strcmp(how, "refused-read") == 0) {
+        refuseVmReads();
+        jumpPastTheEndOfAFile();
     } else if (std::strncmp(how, "filter-", 7) == 0) {
         static FailingBuffer failing(std::strcmp(how, "filter-abort") == 0);
         std::clog.rdbuf(&failing);

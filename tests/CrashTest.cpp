@@ -102,6 +102,9 @@ INSTANTIATE_TEST_SUITE_P(
         Kind{"overflow-thread", SIGSEGV, "c00000fd", "::recurseWithoutEnd("},
         Kind{"divide", SIGFPE, "c0000094", "divideByZero()"},
         Kind{"trap", SIGILL, "c000001d", "CrashChild`main"},
+        // With process_vm_readv refused, at an address past a mapped file's end.
+        // No symbol at that address: lldb shows the frame alone.
+        Kind{"refused-read", SIGBUS, "c0000006", "frame #0: 0x"},
         // A bad value on the command line: the reason is in the log, then the report.
         Kind{"typo", SIGABRT, "40000015", "dv::env::parseCommandLine(",
              "\nOptions         :[0-9]+ +Invalid numeric parameter for option: ToolArcPrecValue\nAppLog          :[0-9]+ +"}),
@@ -110,6 +113,24 @@ INSTANTIATE_TEST_SUITE_P(
         std::replace(name.begin(), name.end(), '-', '_');
         return name;
     });
+
+// Every thread is in the dump with its registers and stack, the faulting one
+// first; one that blocks every signal cannot answer and is left out.
+TEST(CrashWithThreads, TheDumpHoldsEveryThreadThatAnswers) {
+    const dv::env::test::TempDir dir;
+    const std::string log = dir.path("threads.log"), dump = dir.path("threads.dmp");
+    EXPECT_EQ(crash(log, "threads"), SIGSEGV);
+    commandOutput(std::string(DVENV_TOOL) + " dump-extract '" + log + "' '" + dump + "' 2>&1");
+    const std::string trace = commandOutput("lldb-14 -b --core '" + dump + "' -o 'thread backtrace all -c 3' 2>/dev/null");
+    EXPECT_NE(trace.find("* thread #1, stop reason = signal SIGSEGV"), std::string::npos) << trace;
+    EXPECT_LT(trace.find("writeThroughNullOnMainThread()"), trace.find("thread #2")) << trace;
+    for (const char* worker : {"spinInFirstWorker", "spinInSecondWorker", "spinInThirdWorker"})
+        EXPECT_TRUE(std::regex_search(trace, std::regex(std::string("frame #0: 0x[0-9a-f]+ CrashChild`.*::") + worker + "\\(\\)")))
+            << worker << " in\n" << trace;
+    EXPECT_NE(trace.find("thread #4"), std::string::npos) << trace;
+    EXPECT_EQ(trace.find("thread #5"), std::string::npos) << trace;
+    EXPECT_EQ(trace.find("spinDeafToSignals"), std::string::npos) << trace;
+}
 
 // The dump's file has no name: another user's "Dravik.DMP" in the temporary
 // directory, or anything else of that name, cannot block it.

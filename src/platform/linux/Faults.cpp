@@ -1,5 +1,6 @@
 #include "platform/linux/MiniDump.h"
 #include "platform/linux/Signals.h"
+#include "platform/linux/ThreadCapture.h"
 
 #include <sys/mman.h>
 #include <sys/syscall.h>
@@ -8,6 +9,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdlib>
+#include <iterator>
 
 namespace dv::env::platform {
 
@@ -49,6 +51,13 @@ std::atomic<FaultHandler> installedHandler{nullptr};
 std::atomic<pid_t> threadsInHandler[32];
 
 pid_t currentThread() { return static_cast<pid_t>(::syscall(SYS_gettid)); }
+
+bool inHandler(pid_t thread) {
+    for (const auto& entry : threadsInHandler)
+        if (entry.load() == thread)
+            return true;
+    return false;
+}
 
 // Ends the process by the signal's default action: the signal is sent again
 // and waits, blocked, until the handler returns.
@@ -182,8 +191,15 @@ public:
     // when the process ends by the fault's default course, after the filter:
     // there is nothing to hand over first.
     void reportToSystem(const Fault&) override {}
+    // The other threads are held only while the file is written.
     bool writeDump(FileHandle file, const Fault& fault) override {
-        return fault.context && writeMiniDump(static_cast<int>(static_cast<std::intptr_t>(file)), *fault.context);
+        if (!fault.context)
+            return false;
+        HeldThread held[256];  // on the handler's own stack: threads may fault at once
+        const std::size_t heldCount = holdOtherThreads(fault.context->thread, inHandler, held, std::size(held));
+        const bool written = writeMiniDump(static_cast<int>(static_cast<std::intptr_t>(file)), *fault.context, held, heldCount);
+        releaseHeldThreads();
+        return written;
     }
 };
 

@@ -1,17 +1,17 @@
 // A minidump of the running process, written by the process itself from its
 // fault handler. Nothing here allocates from the heap or takes a lock: the
 // scratch memory is mapped for the occasion, files are read and written with
-// plain system calls, and memory of the process is read with
-// process_vm_readv, which reports an unreadable address instead of faulting.
+// plain system calls, and memory of the process is read by the kernel on our
+// behalf (process_vm_readv, or a write into a pipe where that is refused),
+// which reports an unreadable address instead of faulting.
 //
-// What goes in: system information (the processor and the kernel), the
-// faulting thread with its registers and the stack memory from its stack
-// pointer up, the fault itself (the signal as the exception code, the signal's
-// si_code as its flags, the faulting address), every loaded ELF module with
-// its base, size, path and GNU build id, the memory list (the stack and the
-// code around the faulting instruction), and the texts of /proc/self/status
-// and /proc/self/maps. Other threads are not in it: their registers cannot be
-// had without stopping them from outside.
+// What goes in: system information (the processor and the kernel), every
+// thread that could be had with its registers and the stack memory from its
+// stack pointer up, the faulting one first, the fault itself (the signal as
+// the exception code, the signal's si_code as its flags, the faulting
+// address), every loaded ELF module with its base, size, path and GNU build
+// id, the memory list (the stacks and the code around the faulting
+// instruction), and the texts of /proc/self/status and /proc/self/maps.
 
 #include "platform/linux/MiniDump.h"
 #include "platform/linux/Posix.h"
@@ -168,6 +168,7 @@ static_assert(offsetof(Context, rip) == 248);
 
 constexpr std::size_t maxStack = 128 * 1024;  // enough for the frames a reader needs
 constexpr std::size_t codeReach = 128;        // bytes kept on each side of the faulting instruction
+constexpr std::size_t pipeChunk = 4096;       // below a pipe's capacity: a write never waits for the read
 
 struct Mapping {
     std::uintptr_t start;
@@ -187,7 +188,19 @@ struct Module {
     Location cvRecord;
 };
 
+// What the dump holds of one thread: where its stack, the code around its
+// instruction (the faulting thread only) and its registers went.
+struct ThreadMemory {
+    std::uint32_t thread;
+    MemoryDescriptor stack;
+    MemoryDescriptor code;
+    Location context;
+};
+
+constexpr std::size_t maxThreads = 257;  // the faulting one and those held
+
 struct Scratch {
+    int pipe[2];  // for reads of memory where process_vm_readv is refused
     char maps[768 * 1024];
     std::size_t mapsLength;
     char status[16 * 1024];
@@ -198,32 +211,39 @@ struct Scratch {
     std::size_t moduleCount;
     unsigned char out[64 * 1024];
     unsigned char copy[4096];
+    ThreadMemory threads[maxThreads];
 };
 
 // ---- Reading this process's memory and files without faulting.
 
-const Mapping* mappingAt(const Scratch& scratch, std::uintptr_t address);
-
-// Memory of the process, copied without a fault: an unreadable address is
+// Memory of the process, copied by the kernel: an unreadable address is
 // reported, not touched. Where process_vm_readv is forbidden (as in some
-// containers), the dump's own map of the process says what may be touched.
+// containers), the memory is written into a pipe and read back, which
+// reports an unreadable address as well (EFAULT), also one of a file mapping
+// that lies past the file's end, where a plain copy would raise SIGBUS.
 bool readMemory(const Scratch& scratch, void* to, std::uintptr_t from, std::size_t size) {
     iovec local{to, size};
     iovec remote{reinterpret_cast<void*>(from), size};
     const ssize_t got = ::process_vm_readv(::getpid(), &local, 1, &remote, 1, 0);
     if (got == static_cast<ssize_t>(size))
         return true;
-    if (got >= 0 || (errno != EPERM && errno != ENOSYS))
+    if (got >= 0 || (errno != EPERM && errno != ENOSYS) || scratch.pipe[0] < 0)
         return false;
-    // Only memory of readable anonymous mappings or of files mapped within
-    // their size can be touched without risk; a file mapping is trusted.
-    for (std::uintptr_t at = from; at < from + size;) {
-        const Mapping* mapping = mappingAt(scratch, at);
-        if (!mapping || !mapping->readable)
+    auto* bytes = static_cast<char*>(to);
+    for (std::size_t done = 0; done < size;) {
+        std::size_t part = size - done;
+        if (part > pipeChunk)
+            part = pipeChunk;
+        const ssize_t wrote = ::write(scratch.pipe[1], reinterpret_cast<const char*>(from) + done, part);
+        if (wrote <= 0) {
             return false;
-        at = mapping->end;
+        }
+        if (readAll(scratch.pipe[0], bytes + done, static_cast<std::size_t>(wrote)) != wrote)
+            return false;
+        if (static_cast<std::size_t>(wrote) < part)
+            return false;  // the rest of the range is unreadable
+        done += part;
     }
-    std::memcpy(to, reinterpret_cast<const void*>(from), size);
     return true;
 }
 
@@ -565,10 +585,10 @@ DirectoryEntry putSystemInfo(Output& out) {
     return entry;
 }
 
-Context threadContext(const FaultContext& fault) {
+Context threadContext(const ucontext_t& registers) {
     Context context{};
     context.flags = contextAmd64 | contextControl | contextInteger | contextSegments | contextFloatingPoint;
-    const mcontext_t& machine = fault.context->uc_mcontext;
+    const mcontext_t& machine = registers.uc_mcontext;
     const auto* gregs = machine.gregs;
     const auto reg = [&](int index) { return static_cast<std::uint64_t>(gregs[index]); };
     context.rax = reg(REG_RAX);
@@ -603,19 +623,14 @@ Context threadContext(const FaultContext& fault) {
     return context;
 }
 
-// What the dump holds of the faulting thread's memory: its stack from the
-// stack pointer (less the red zone below it) up to the end of its mapping,
-// within bounds, and the code around the faulting instruction; then its
-// registers. After a stack overflow the stack pointer lies below the stack's
-// mapping: the stack is then taken from the mapping's start.
-struct ThreadMemory {
-    MemoryDescriptor stack;
-    MemoryDescriptor code;
-    Location context;
-};
-
-ThreadMemory putThreadMemory(Output& out, Scratch& scratch, const Context& context) {
+// Writes a thread's memory: its stack from the stack pointer (less the red
+// zone below it) up to the end of its mapping, within bounds, and for the
+// faulting thread the code around the faulting instruction; then its
+// registers. After a stack overflow the stack pointer lies below the
+// stack's mapping: the stack is then taken from the mapping's start.
+ThreadMemory putThreadMemory(Output& out, Scratch& scratch, pid_t threadId, const Context& context, bool withCode) {
     ThreadMemory thread{};
+    thread.thread = static_cast<std::uint32_t>(threadId);
     const Mapping* stackMapping = mappingAt(scratch, context.rsp);
     for (std::size_t i = 0; !stackMapping && i < scratch.mappingCount; ++i) {
         const Mapping& above = scratch.mappings[i];
@@ -629,7 +644,7 @@ ThreadMemory putThreadMemory(Output& out, Scratch& scratch, const Context& conte
             size = maxStack;
         thread.stack = MemoryDescriptor{start, putMemory(out, scratch, start, size)};
     }
-    if (const Mapping* mapping = mappingAt(scratch, context.rip); mapping && mapping->readable) {
+    if (const Mapping* mapping = mappingAt(scratch, context.rip); withCode && mapping && mapping->readable) {
         std::uintptr_t start = context.rip >= mapping->start + codeReach ? context.rip - codeReach : mapping->start;
         std::uintptr_t end = context.rip + codeReach <= mapping->end ? context.rip + codeReach : mapping->end;
         thread.code = MemoryDescriptor{start, putMemory(out, scratch, start, end - start)};
@@ -640,13 +655,15 @@ ThreadMemory putThreadMemory(Output& out, Scratch& scratch, const Context& conte
     return thread;
 }
 
-DirectoryEntry putThreadList(Output& out, const FaultContext& fault, const ThreadMemory& memory) {
+DirectoryEntry putThreadList(Output& out, const ThreadMemory* threads, std::size_t count) {
     out.align();
-    const std::uint32_t threadCount = 1;
-    const ThreadEntry thread{static_cast<std::uint32_t>(fault.thread), 0, 0, 0, 0, memory.stack, memory.context};
-    const DirectoryEntry entry{threadListStream, {sizeof(threadCount) + sizeof(thread), out.rva()}};
+    const auto threadCount = static_cast<std::uint32_t>(count);
+    const DirectoryEntry entry{threadListStream, {static_cast<std::uint32_t>(sizeof(threadCount) + count * sizeof(ThreadEntry)), out.rva()}};
     out.put(&threadCount, sizeof(threadCount));
-    out.put(&thread, sizeof(thread));
+    for (std::size_t i = 0; i < count; ++i) {
+        const ThreadEntry thread{threads[i].thread, 0, 0, 0, 0, threads[i].stack, threads[i].context};
+        out.put(&thread, sizeof(thread));
+    }
     return entry;
 }
 
@@ -666,17 +683,17 @@ DirectoryEntry putException(Output& out, const FaultContext& fault, const Contex
     return entry;
 }
 
-DirectoryEntry putMemoryList(Output& out, const ThreadMemory& memory) {
+DirectoryEntry putMemoryList(Output& out, const ThreadMemory* threads, std::size_t count) {
     out.align();
-    const MemoryDescriptor ranges[] = {memory.stack, memory.code};
     std::uint32_t rangeCount = 0;
-    for (const MemoryDescriptor& range : ranges)
-        rangeCount += range.memory.size > 0;
+    for (std::size_t i = 0; i < count; ++i)
+        rangeCount += (threads[i].stack.memory.size > 0) + (threads[i].code.memory.size > 0);
     const DirectoryEntry entry{memoryListStream, {static_cast<std::uint32_t>(sizeof(rangeCount) + rangeCount * sizeof(MemoryDescriptor)), out.rva()}};
     out.put(&rangeCount, sizeof(rangeCount));
-    for (const MemoryDescriptor& range : ranges)
-        if (range.memory.size > 0)
-            out.put(&range, sizeof(range));
+    for (std::size_t i = 0; i < count; ++i)
+        for (const MemoryDescriptor& range : {threads[i].stack, threads[i].code})
+            if (range.memory.size > 0)
+                out.put(&range, sizeof(range));
     return entry;
 }
 
@@ -739,31 +756,41 @@ void readProcess(Scratch& scratch) {
 
 }  // namespace
 
-bool writeMiniDump(int file, const FaultContext& fault) {
+bool writeMiniDump(int file, const FaultContext& fault, const HeldThread* held, std::size_t heldCount) {
     if (!fault.context)
         return false;
     void* memory = ::mmap(nullptr, sizeof(Scratch), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED)
         return false;
     Scratch& scratch = *::new (memory) Scratch;
+    if (::pipe2(scratch.pipe, O_CLOEXEC | O_NONBLOCK) != 0)
+        scratch.pipe[0] = scratch.pipe[1] = -1;
     readProcess(scratch);
 
     Output out(file, scratch.out, sizeof(scratch.out));
     out.zeros(sizeof(Header) + streamCount * sizeof(DirectoryEntry));
     const DirectoryEntry systemInfo = putSystemInfo(out);
-    const Context context = threadContext(fault);
-    const ThreadMemory thread = putThreadMemory(out, scratch, context);
+    // The faulting thread first: readers take the first thread for the one
+    // that stopped.
+    const Context faulting = threadContext(*fault.context);
+    std::size_t threadCount = 0;
+    scratch.threads[threadCount++] = putThreadMemory(out, scratch, fault.thread, faulting, true);
+    for (std::size_t i = 0; i < heldCount && threadCount < maxThreads; ++i)
+        scratch.threads[threadCount++] = putThreadMemory(out, scratch, held[i].thread, threadContext(*held[i].context), false);
     const DirectoryEntry directory[] = {
         systemInfo,
-        putThreadList(out, fault, thread),
-        putException(out, fault, context, thread.context),
-        putMemoryList(out, thread),
+        putThreadList(out, scratch.threads, threadCount),
+        putException(out, fault, faulting, scratch.threads[0].context),
+        putMemoryList(out, scratch.threads, threadCount),
         putModuleList(out, scratch),
         putText(out, linuxProcStatusStream, scratch.status, scratch.statusLength),
         putText(out, linuxMapsStream, scratch.maps, scratch.mapsLength),
     };
     static_assert(sizeof(directory) / sizeof(DirectoryEntry) == streamCount);
     const bool ok = out.flush() && out.good() && putHeader(out, directory);
+    for (const int end : scratch.pipe)
+        if (end >= 0)
+            ::close(end);
     ::munmap(memory, sizeof(Scratch));
     return ok;
 }
