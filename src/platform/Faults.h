@@ -52,9 +52,10 @@ public:
     virtual void reportToSystem(const Fault& fault) = 0;
 
     // Writes a dump of the running process into the open, empty scratch file
-    // `file`, naming the faulting thread and the fault. Runs on the faulting
-    // thread inside the handler: no heap memory, no lock. False if the dump
-    // could not be written whole.
+    // `file`: every thread that can be had, the faulting one first, and the
+    // fault. Other threads are held only while it is written. Runs on the
+    // faulting thread inside the handler: no heap memory, no lock. False if
+    // the dump could not be written whole.
     virtual bool writeDump(FileHandle file, const Fault& fault) = 0;
 
 protected:

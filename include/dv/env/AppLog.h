@@ -26,7 +26,10 @@ namespace dv::env {
 /// of fatal faults (bad memory access, illegal instruction, arithmetic fault,
 /// abort and so an uncaught exception) on every thread. It writes a diagnosis
 /// and a memory dump, which a debugger opens, as Base64 lines into
-/// `std::clog`, asks the user whether to send the report ("Dravik Error"), and
+/// `std::clog` (every thread of the process that answers within 100 ms, the
+/// faulting one first), asks the user whether to send the report ("Dravik
+/// Error"; with neither display nor terminal the question and the answer No go
+/// to standard error), and
 /// mails the log if so (`emailLog`); then the process ends by the fault's
 /// default course. The thread that builds the `AppLog` and every thread the
 /// library starts get an alternate stack for the handler, so that even a
@@ -95,11 +98,13 @@ public:
     void logHardwareInfo() const;
 
     /// Gets the log file (`getLogPath`) to support. Where a mail client takes
-    /// mail over (`xdg-email` on the executable search path), it opens a mail
-    /// to the support address with the log attached; the user sends it. Where
-    /// there is none, or it fails, the log is copied to "Dravik 9 Log.txt" in
-    /// the user's home directory and a message tells the user to mail that
-    /// file to the support address. Blocks until the mail is handed over or
+    /// mail over with the file attached (`xdg-email` on the executable search
+    /// path, and Thunderbird or Icedove as the handler of mailto: addresses;
+    /// other handlers drop the attachment), it opens a mail to the support
+    /// address with the log attached; the user sends it. Otherwise, or where
+    /// that fails, the log is copied to "Dravik 9 Log.txt" in the user's home
+    /// directory and a message tells the user to mail that file to the
+    /// support address. Blocks until the mail is handed over or
     /// the message is closed:
     ///
     ///     dv::env::AppLog::emailLog("Error Report", "Dravik Error Report (attached).");

@@ -104,6 +104,12 @@ DV_ENV_EXPORT void recordOption(std::string_view name);
 /// stored): "Missing parameter for option: NAME" for an empty value that a
 /// string or boolean option does not take, and "Invalid numeric parameter for
 /// option: NAME" for a value that does not convert. NAME is the current name.
+/// So that a user who started the program from the desktop sees the reason,
+/// the text is first written as a line of the log once the log is redirected
+/// to a file (stamped "Options"), and shown in an error dialog ("Dravik Error",
+/// by the program `AppLog::dialogProgram`) where a display can be opened; then
+/// fxerror writes it to standard error and aborts, and the crash handler of an
+/// `AppLog` reports the abort as usual.
 DV_ENV_EXPORT bool setOption(std::string_view name, std::string_view value);
 
 /// Reads a command file: a "[Dravik]" section of `name=value` lines, each
