@@ -1,7 +1,7 @@
 #include "FuzzSupport.h"
 
 #include "OptionStore.h"
-#include "platform/Dialogs.h"
+#include "support/ShownFatalErrors.h"
 #include "support/SystemFiles.h"
 
 #include <fx.h>
@@ -77,17 +77,6 @@ public:
     }
 };
 
-// A fatal report is an expected end of bad input: nobody is there to see it.
-class QuietDialogs final : public platform::Dialogs {
-public:
-    void prepare() override {}
-    bool askYesNo(const char*, const char*) override { return false; }
-    const char* dialogProgram() override { return ""; }
-    void showMessage(const char*, const char*) override {}
-    void showFatalError(const char*, const char*) override {}
-    void showErrorBox(const std::string&, const std::string&) override {}
-};
-
 }  // namespace
 
 void putFile(std::string_view name, std::string_view content, std::string_view sameFileAs) {
@@ -111,8 +100,9 @@ void initialise() {
     std::clog.setstate(std::ios::badbit);  // log lines are dropped, not kept
     static MemoryFiles memoryFiles;
     static const platform::StandIn<platform::Files> standIn(memoryFiles);
-    static QuietDialogs quietDialogs;
-    static const platform::StandIn<platform::Dialogs> dialogsStandIn(quietDialogs);
+    // A fatal report is an expected end of bad input: nobody is there to see it.
+    static test::SilentDialogs silentDialogs;
+    static const platform::StandIn<platform::Dialogs> dialogsStandIn(silentDialogs);
     internal::optionStore().build();
 
     // Files that inputs can name: a pair naming each other, one under two
