@@ -77,7 +77,7 @@ int crash(const Arguments& args) {
         return badInput;
     const std::filesystem::path& path = *logFile;
     dv::env::AppLog log(std::clog);
-    log.redirectToFile(path.c_str());
+    log.redirectToFile(path.u8string().c_str());
     if (!std::clog.good()) {
         std::cerr << "dvenv: cannot write the log file '" << path.string() << "'\n";
         return runFailure;

@@ -13,11 +13,19 @@
 
 namespace dvenv {
 
+// The user's own state directory: on Windows the local application data
+// (%LOCALAPPDATA%\Dravik\dravik.log), elsewhere $XDG_STATE_HOME or
+// ~/.local/state (dravik/dravik.log).
 std::filesystem::path defaultLogPath() {
+#ifdef _WIN32
+    const char* local = std::getenv("LOCALAPPDATA");
+    return std::filesystem::path(local && *local ? local : ".") / "Dravik" / "dravik.log";
+#else
     const char* state = std::getenv("XDG_STATE_HOME");
     const char* home = std::getenv("HOME");
     std::filesystem::path base = state && *state ? state : std::filesystem::path(home ? home : ".") / ".local/state";
     return base / "dravik" / "dravik.log";
+#endif
 }
 
 std::optional<std::filesystem::path> logFileArgument(const Arguments& args, const char* command) {
@@ -41,7 +49,7 @@ int writeReport(const Arguments& args) {
 
     {
         dv::env::AppLog log(std::clog);
-        log.redirectToFile(path.c_str());
+        log.redirectToFile(path.u8string().c_str());
         if (!std::clog.good()) {
             std::cerr << "dvenv: cannot write the log file '" << path.string() << "'\n";
             return runFailure;

@@ -1,0 +1,213 @@
+// Files by wide path: a UTF-8 path the user can name is converted and opened
+// with the W calls, so that no code page stands in between. Files are shared
+// for reading (and for writing, where we only read), as the log must stay
+// readable while it is written.
+
+#include "platform/Files.h"
+#include "platform/windows/Win32.h"
+
+#include <cstring>
+#include <memory>
+#include <streambuf>
+#include <vector>
+
+namespace dv::env::platform {
+
+namespace {
+
+Handle openWide(const char* path, DWORD access, DWORD share, DWORD disposition, DWORD flags = FILE_ATTRIBUTE_NORMAL) {
+    wchar_t wide[pathCapacity];
+    if (!widen(path, wide, pathCapacity))
+        return Handle();
+    return Handle(::CreateFileW(wide, access, share, nullptr, disposition, flags, nullptr));
+}
+
+bool readSome(HANDLE file, void* buffer, std::size_t size, std::size_t& got) {
+    DWORD read = 0;
+    const DWORD asked = size > 0x40000000 ? 0x40000000 : static_cast<DWORD>(size);
+    if (!::ReadFile(file, buffer, asked, &read, nullptr))
+        return false;
+    got = read;
+    return true;
+}
+
+class WindowsInputFile final : public InputFile {
+public:
+    WindowsInputFile(Handle handle, FileIdentity identity) : file(std::move(handle)), id(identity), buffer(1 << 16) {}
+
+    FileIdentity identity() const override { return id; }
+
+    bool readLine(std::string& line) override {
+        line.clear();
+        for (;;) {
+            if (begin == end && !fill())
+                return !line.empty();
+            const char* start = buffer.data() + begin;
+            const auto* feed = static_cast<const char*>(std::memchr(start, '\n', end - begin));
+            if (feed != nullptr) {
+                const std::size_t length = static_cast<std::size_t>(feed - start) + 1;
+                line.append(start, length);
+                begin += length;
+                return true;
+            }
+            line.append(start, end - begin);
+            begin = end;
+        }
+    }
+
+private:
+    bool fill() {
+        begin = end = 0;
+        std::size_t got = 0;
+        if (!readSome(file.get(), buffer.data(), buffer.size(), got) || got == 0)
+            return false;
+        end = got;
+        return true;
+    }
+
+    Handle file;
+    FileIdentity id;
+    std::vector<char> buffer;
+    std::size_t begin = 0;
+    std::size_t end = 0;
+};
+
+// The log's buffer: whole writes of what is collected, at each flush. A file
+// that could not be opened takes nothing, and the stream fails.
+class LogBuffer final : public std::streambuf {
+public:
+    explicit LogBuffer(Handle handle) : file(std::move(handle)) { setp(space, space + sizeof(space)); }
+    ~LogBuffer() override { sync(); }
+
+protected:
+    int_type overflow(int_type c) override {
+        if (!file.valid() || !writeOut())
+            return traits_type::eof();
+        if (!traits_type::eq_int_type(c, traits_type::eof())) {
+            *pptr() = traits_type::to_char_type(c);
+            pbump(1);
+        }
+        return traits_type::not_eof(c);
+    }
+
+    int sync() override { return file.valid() && writeOut() ? 0 : -1; }
+
+private:
+    bool writeOut() {
+        const char* at = pbase();
+        while (at < pptr()) {
+            DWORD wrote = 0;
+            if (!::WriteFile(file.get(), at, static_cast<DWORD>(pptr() - at), &wrote, nullptr) || wrote == 0)
+                return false;
+            at += wrote;
+        }
+        setp(space, space + sizeof(space));
+        return true;
+    }
+
+    Handle file;
+    char space[4096];
+};
+
+class WindowsFiles final : public Files {
+public:
+    std::optional<std::uint64_t> fileSize(const char* path) override {
+        WIN32_FILE_ATTRIBUTE_DATA data{};
+        wchar_t wide[pathCapacity];
+        if (!widen(path, wide, pathCapacity) || !::GetFileAttributesExW(wide, GetFileExInfoStandard, &data))
+            return std::nullopt;
+        return static_cast<std::uint64_t>(data.nFileSizeHigh) << 32 | data.nFileSizeLow;
+    }
+
+    bool fileExists(const char* path) override {
+        wchar_t wide[pathCapacity];
+        if (!widen(path, wide, pathCapacity))
+            return false;
+        const DWORD attributes = ::GetFileAttributesW(wide);
+        return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
+    }
+
+    std::unique_ptr<InputFile> openInputFile(std::string_view path) override {
+        Handle file = openWide(std::string(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                               OPEN_EXISTING);
+        BY_HANDLE_FILE_INFORMATION information{};
+        if (!file.valid() || !::GetFileInformationByHandle(file.get(), &information) ||
+            (information.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY))
+            return nullptr;
+        const FileIdentity identity{information.dwVolumeSerialNumber,
+                                    static_cast<std::uint64_t>(information.nFileIndexHigh) << 32 | information.nFileIndexLow};
+        return std::make_unique<WindowsInputFile>(std::move(file), identity);
+    }
+
+    std::unique_ptr<std::streambuf> openLogFile(const char* path, bool append) override {
+        Handle file = openWide(path, append ? FILE_APPEND_DATA : GENERIC_WRITE, FILE_SHARE_READ,
+                               append ? OPEN_ALWAYS : CREATE_ALWAYS);
+        return std::make_unique<LogBuffer>(std::move(file));
+    }
+
+    // The system's error reporting takes the log along with a report of this
+    // process, where it has WerRegisterFile.
+    void registerLogFile(const char* path) override {
+        using Register = HRESULT(WINAPI*)(PCWSTR, int, DWORD);
+        constexpr int otherFile = 5;                 // WerRegFileTypeOther
+        constexpr DWORD anonymousData = 2;           // WER_FILE_ANONYMOUS_DATA
+        const auto registerFile = lookUp<Register>("kernel32.dll", "WerRegisterFile");
+        wchar_t wide[pathCapacity];
+        if (registerFile && widen(path, wide, pathCapacity))
+            registerFile(wide, otherFile, anonymousData);
+    }
+
+    bool copyFile(const char* from, const char* to) override { return ::CopyFileA(from, to, FALSE) != 0; }
+
+    bool longPathName(const char* path, char* out, std::size_t capacity) override {
+        const DWORD length = ::GetLongPathNameA(path, out, static_cast<DWORD>(capacity));
+        return length > 0 && length < capacity;
+    }
+
+    // "NAME" in the temporary directory, for this process alone and deleted
+    // when closed, also when the process ends another way.
+    FileHandle createScratchFile(const char* name) override {
+        char path[MAX_PATH + 1];
+        const DWORD directory = ::GetTempPathA(sizeof(path), path);
+        const std::size_t length = std::strlen(name);
+        if (directory == 0 || directory + length >= sizeof(path))
+            return FileHandle::none;
+        std::memcpy(path + directory, name, length + 1);
+        const HANDLE file = ::CreateFileA(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                                          FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
+        return file == INVALID_HANDLE_VALUE ? FileHandle::none : static_cast<FileHandle>(reinterpret_cast<std::intptr_t>(file));
+    }
+
+    bool rewindFile(FileHandle file) override {
+        return ::SetFilePointerEx(handleOf(file), LARGE_INTEGER{}, nullptr, FILE_BEGIN) != 0;
+    }
+
+    std::ptrdiff_t readFile(FileHandle file, void* buffer, std::size_t size) override {
+        std::size_t done = 0;
+        while (done < size) {
+            std::size_t got = 0;
+            if (!readSome(handleOf(file), static_cast<char*>(buffer) + done, size - done, got))
+                return -1;
+            if (got == 0)
+                break;
+            done += got;
+        }
+        return static_cast<std::ptrdiff_t>(done);
+    }
+
+    void closeFile(FileHandle file) override { ::CloseHandle(handleOf(file)); }
+
+private:
+    static HANDLE handleOf(FileHandle file) { return reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(file)); }
+};
+
+WindowsFiles windowsFiles;
+
+}  // namespace
+
+template <>
+Files& systemService<Files>() {
+    return windowsFiles;
+}
+
+}  // namespace dv::env::platform
