@@ -23,6 +23,8 @@ file(CREATE_LINK /usr/include/boost "${dvenv2_boost_include}/boost" SYMBOLIC)
 add_library(Boost::headers INTERFACE IMPORTED)
 target_include_directories(Boost::headers SYSTEM INTERFACE "${dvenv2_boost_include}")
 
+enable_language(RC)
+
 # FOX's headers take their Windows branch on WIN32, which strict C++17 leaves
 # undefined; the libraries are static (see above).
 add_compile_definitions(WIN32 DV_ENV_STATIC DV_NOTELIB_STATIC)

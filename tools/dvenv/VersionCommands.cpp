@@ -5,12 +5,8 @@
 
 #include <dv/env/AppLog.h>
 #include <dv/env/ProgramVersion.h>
-#include <dv/env/VersionResource.h>
 
 #include <iostream>
-
-DV_VERSION_RESOURCE(DVENV2_VERSION_MAJOR, DVENV2_VERSION_MINOR, DVENV2_VERSION_PATCH, DVENV2_BUILD_NUMBER,
-                    DVENV2_VERSION_MAJOR, DVENV2_VERSION_MINOR, DVENV2_VERSION_PATCH, DVENV2_BUILD_NUMBER);
 
 namespace dvenv {
 
@@ -23,8 +19,7 @@ int printVersion(const Arguments& args) {
               << dv::env::programVersion(false) << '\n'
               << dv::env::programVersionNumber() << '\n';
     // The file version of the library as loaded, so a mismatched install shows.
-    constexpr const char* library = "libdvenv2.so." DVENV2_SOVERSION;
-    std::cout << library;
+    std::cout << DVENV2_LIBRARY_NAME;
     const auto v = dv::env::libraryVersion().file;
     std::cout << ' ' << v[0] << '.' << v[1] << '.' << v[2] << '.' << v[3] << '\n';
     // Where the crash question would come from.

@@ -7,6 +7,10 @@
 
 #include <fx.h>
 
+#ifdef _WIN32
+#include <objbase.h>
+#endif
+
 #include <functional>
 #include <iostream>
 #include <map>
@@ -48,6 +52,11 @@ int usage(std::ostream& out, int status) {
 }  // namespace
 
 int main(int argc, char** argv) {
+#ifdef _WIN32
+    // As the application does: the system report asks the management
+    // service through COM, which the host initialises.
+    ::CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+#endif
     if (argc < 2)
         return usage(std::cerr, dvenv::badInput);
     const std::string name = argv[1];

@@ -16,6 +16,10 @@
 // version of the main executable; the application log's module report reads
 // the file version of every loaded module.
 //
+// On Windows the macro is refused: a program's version there is its
+// VERSIONINFO resource, which the CMake function dvenv2_version_resource()
+// gives it on either platform.
+//
 // The resource is an ELF note that the linker puts into a PT_NOTE segment, so
 // it is read from the loaded image without opening the file, and tools can
 // show it (`readelf -n program`):
@@ -53,6 +57,12 @@ constexpr std::uint16_t versionNumber(long long value) {
 
 }  // namespace dv::env::detail
 
+#if defined(_WIN32)
+// A Windows program carries its version as a VERSIONINFO resource, which the
+// resource compiler makes: dvenv2_version_resource() in CMake writes one.
+#define DV_VERSION_RESOURCE(...) \
+    static_assert(sizeof(char) == 0, "on Windows, give the program a VERSIONINFO resource (dvenv2_version_resource)")
+#else
 #define DV_VERSION_RESOURCE(fileMajor, fileMinor, filePatch, fileBuild, productMajor, productMinor, productPatch, \
                             productBuild)                                                                        \
     namespace {                                                                                                  \
@@ -68,3 +78,4 @@ constexpr std::uint16_t versionNumber(long long value) {
              ::dv::env::detail::versionNumber(productPatch), ::dv::env::detail::versionNumber(productBuild)}};   \
     }                                                                                                            \
     static_assert(sizeof(::dv::env::detail::VersionNote) == 36, "an ELF note of 12 + 8 + 16 bytes")
+#endif
