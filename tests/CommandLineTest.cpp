@@ -2,6 +2,7 @@
 
 #include "OptionStore.h"
 #include "support/TempDir.h"
+#include "support/Aborted.h"
 #include "support/ShownFatalErrors.h"
 #include "support/TestApp.h"
 
@@ -14,7 +15,6 @@
 namespace dv::env {
 namespace {
 
-using ::testing::KilledBySignal;
 
 class CommandLine : public test::WithApp, public ::testing::Test {
 protected:
@@ -66,6 +66,10 @@ TEST_F(CommandLine, ArgumentFormsSplitIntoNameAndValue) {
               "Unknown option: =x\nUnknown option: \nUnknown option: NoSuchOption\n");
 }
 
+// Where the rejection is shown is the platform's: on Linux standard error
+// before the application's display is open, a FOX dialog after; on Windows
+// the system's message box, which the backend's own tests answer.
+#ifndef _WIN32
 TEST_F(CommandLine, RejectedArgumentsAreShownWholeAndParsingGoesOn) {
     // Without a display, on standard error.
     const std::string longArgument(1000, 'p');
@@ -77,6 +81,7 @@ TEST_F(CommandLine, RejectedArgumentsAreShownWholeAndParsingGoesOn) {
                                                             longArgument + "\"\n" + box + "in 50%s.gds\"\n");
     EXPECT_EQ(integer("ToolArcPrecValue"), 64);
 }
+#endif
 
 TEST_F(CommandLine, ToolApplyArgumentsJoin) {
     EXPECT_TRUE(parse({"-ToolApply=a", "-toolapply", "b", "-TOOLAPPLY=c"}));
@@ -95,12 +100,13 @@ class CommandLineDeathTest : public test::WithShownFatalErrors, public CommandLi
 
 TEST_F(CommandLineDeathTest, BadValuesEndTheProcessAtTheirArgument) {
     // A negative number in the two-argument form is the next option.
-    EXPECT_EXIT(parse({"-ToolArcPrecValue", "-5"}), KilledBySignal(SIGABRT),
+    EXPECT_EXIT(parse({"-ToolArcPrecValue", "-5"}), test::endedByAbort(),
                 "^shown: Missing parameter for option: ToolArcPrecValue\nMissing parameter for option: ToolArcPrecValue\n$");
-    EXPECT_EXIT(parse({"-q", "out.gds", "-ToolArcPrecValue"}), KilledBySignal(SIGABRT),
+    EXPECT_EXIT(parse({"-q", "out.gds", "-ToolArcPrecValue"}), test::endedByAbort(),
                 "^shown: Invalid numeric parameter for option: q\nInvalid numeric parameter for option: q\n$");
 }
 
+#ifndef _WIN32
 // Closes the modal dialog once the event loop runs, noting its title, whether
 // it has an owner, and the text of its labels.
 class DialogCloser : public FXObject {
@@ -137,6 +143,7 @@ TEST_F(CommandLine, WithADisplayTheRejectionIsAModalDialog) {
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
     EXPECT_EQ(closer.shown, "Invalid command line option\nInvalid option: \"stray 50%s.gds\"\n");
 }
+#endif
 
 }  // namespace
 }  // namespace dv::env

@@ -2,6 +2,7 @@
 
 #include "OptionStore.h"
 #include "support/StoredEntries.h"
+#include "support/Aborted.h"
 #include "support/ShownFatalErrors.h"
 #include "support/TestApp.h"
 
@@ -12,7 +13,6 @@
 namespace dv::env {
 namespace {
 
-using ::testing::KilledBySignal;
 
 class SetOption : public test::WithApp, public ::testing::Test {
 protected:
@@ -99,7 +99,7 @@ TEST_F(SetOptionDeathTest, MissingOrUnconvertibleNumbersAreFatal) {
     for (const auto& [name, value, reported] : cases) {
         const std::string report = std::string(*value ? "Invalid numeric" : "Missing") + " parameter for option: " + reported;
         // Shown in a dialog first, then the toolkit's report on standard error.
-        EXPECT_EXIT(setOption(name, value), KilledBySignal(SIGABRT), "^shown: " + report + "\n" + report + "\n$")
+        EXPECT_EXIT(setOption(name, value), test::endedByAbort(), "^shown: " + report + "\n" + report + "\n$")
             << name << " = " << value;
     }
 }

@@ -1,12 +1,11 @@
 // A program whose version overflows the packed fields: the text shows every
 // number whole, the packed number keeps the low bits of each.
 
+// Its resource: dvenv2_version_resource(ProgramVersionWrapTest ...) in CMake.
+
 #include <dv/env/ProgramVersion.h>
-#include <dv/env/VersionResource.h>
 
 #include <gtest/gtest.h>
-
-DV_VERSION_RESOURCE(1, 1, 1, 1, 64, 63, 64, 16384);
 
 namespace dv::env {
 namespace {

@@ -2,8 +2,9 @@
 
 // A directory of scratch files for one test, removed with everything in it.
 
-#include <cstdlib>
 #include <filesystem>
+#include <random>
+#include <system_error>
 #include <fstream>
 #include <string>
 #include <string_view>
@@ -12,11 +13,18 @@ namespace dv::env::test {
 
 class TempDir {
 public:
+    // A name of its own: create_directory fails on one that exists.
     TempDir() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "dvenv2-test-XXXXXX").string();
-        if (::mkdtemp(pattern.data()) == nullptr)
-            throw std::filesystem::filesystem_error("mkdtemp", std::error_code(errno, std::generic_category()));
-        root = pattern;
+        std::random_device random;
+        const std::filesystem::path base = std::filesystem::temp_directory_path();
+        for (int attempt = 0; attempt < 100; ++attempt) {
+            const std::filesystem::path candidate = base / ("dvenv2-test-" + std::to_string(random()));
+            if (std::filesystem::create_directory(candidate)) {
+                root = candidate;
+                return;
+            }
+        }
+        throw std::filesystem::filesystem_error("no fresh directory", base, std::make_error_code(std::errc::file_exists));
     }
     ~TempDir() {
         std::error_code ignored;
