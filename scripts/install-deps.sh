@@ -7,6 +7,7 @@ packages=(
   libfox-1.6-dev libboost-dev libboost-program-options-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   clang-14 libclang-rt-14-dev xvfb xauth xdotool lldb-14 xdg-utils binutils locales
+  g++-mingw-w64-x86-64 wine64 wine
 )
 missing=()
 for package in "${packages[@]}"; do
