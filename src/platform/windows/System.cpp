@@ -9,6 +9,7 @@
 #include <psapi.h>
 #include <wbemidl.h>
 
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 
@@ -117,11 +118,19 @@ public:
 
     std::time_t now() override { return std::time(nullptr); }
 
+    // The classic form, written here: the C runtime's asctime_s pads the day
+    // with a zero ("Mar 04"), not with a blank.
     std::string localTimeText(std::time_t time) override {
+        static constexpr const char* days[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+        static constexpr const char* months[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                                 "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
         std::tm local{};
-        char text[64];
-        if (::localtime_s(&local, &time) != 0 || ::asctime_s(text, sizeof(text), &local) != 0)
+        if (::localtime_s(&local, &time) != 0 || local.tm_wday < 0 || local.tm_wday > 6 || local.tm_mon < 0 ||
+            local.tm_mon > 11)
             return {};
+        char text[64];
+        std::snprintf(text, sizeof(text), "%s %s%3d %.2d:%.2d:%.2d %d\n", days[local.tm_wday], months[local.tm_mon],
+                      local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec, local.tm_year + 1900);
         return text;
     }
 
@@ -151,7 +160,8 @@ public:
             return std::nullopt;
         Com<IWbemClassObject> system;
         ULONG count = 0;
-        if (FAILED(objects->Next(WBEM_INFINITE, 1, system.out(), &count)) || count == 0)
+        constexpr LONG waitForever = -1;  // WBEM_INFINITE, as the LONG the call takes
+        if (FAILED(objects->Next(waitForever, 1, system.out(), &count)) || count == 0)
             return std::nullopt;
         VARIANT value;
         ::VariantInit(&value);
