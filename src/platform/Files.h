@@ -7,11 +7,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <streambuf>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace dv::env::platform {
 
@@ -39,6 +41,53 @@ public:
     // Replaces `line` with the next line, its line feed included when it has
     // one. False at the end of the file or on a read error.
     virtual bool readLine(std::string& line) = 0;
+};
+
+// The line cutting that every backend's InputFile shares: a buffer that
+// `readSome` fills, lines cut out of it with memchr, so that a long line
+// costs no more than its bytes.
+class BufferedInputFile : public InputFile {
+public:
+    explicit BufferedInputFile(FileIdentity identity) : id(identity), buffer(1 << 16) {}
+
+    FileIdentity identity() const override { return id; }
+
+    bool readLine(std::string& line) override {
+        line.clear();
+        for (;;) {
+            if (begin == end && !fill())
+                return !line.empty();
+            const char* start = buffer.data() + begin;
+            const auto* feed = static_cast<const char*>(std::memchr(start, '\n', end - begin));
+            if (feed != nullptr) {
+                const std::size_t length = static_cast<std::size_t>(feed - start) + 1;
+                line.append(start, length);
+                begin += length;
+                return true;
+            }
+            line.append(start, end - begin);
+            begin = end;
+        }
+    }
+
+protected:
+    // Up to `size` bytes of the file's next ones; 0 at its end, -1 on failure.
+    virtual std::ptrdiff_t readSome(char* into, std::size_t size) = 0;
+
+private:
+    bool fill() {
+        begin = end = 0;
+        const std::ptrdiff_t got = readSome(buffer.data(), buffer.size());
+        if (got <= 0)
+            return false;
+        end = static_cast<std::size_t>(got);
+        return true;
+    }
+
+    FileIdentity id;
+    std::vector<char> buffer;
+    std::size_t begin = 0;
+    std::size_t end = 0;
 };
 
 // An open file of the platform's own kind, for the few steps that must run

@@ -12,7 +12,6 @@
 #include <cstring>
 #include <fstream>
 #include <initializer_list>
-#include <vector>
 
 namespace dv::env::platform {
 
@@ -20,50 +19,16 @@ static_assert(PATH_MAX <= pathCapacity);
 
 namespace {
 
-// A descriptor with a buffer of its own: lines are cut out of the buffer with
-// memchr, so a long line costs no more than its bytes.
-class LinuxInputFile final : public InputFile {
+class LinuxInputFile final : public BufferedInputFile {
 public:
     LinuxInputFile(FileDescriptor descriptor, const struct stat& status)
-        : file(std::move(descriptor)),
-          id{static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)},
-          buffer(1 << 16) {}
-
-    FileIdentity identity() const override { return id; }
-
-    bool readLine(std::string& line) override {
-        line.clear();
-        for (;;) {
-            if (begin == end && !fill())
-                return !line.empty();
-            const char* start = buffer.data() + begin;
-            const auto* feed = static_cast<const char*>(std::memchr(start, '\n', end - begin));
-            if (feed != nullptr) {
-                const std::size_t length = static_cast<std::size_t>(feed - start) + 1;
-                line.append(start, length);
-                begin += length;
-                return true;
-            }
-            line.append(start, end - begin);
-            begin = end;
-        }
-    }
+        : BufferedInputFile({static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)}),
+          file(std::move(descriptor)) {}
 
 private:
-    bool fill() {
-        begin = end = 0;
-        const std::ptrdiff_t got = readAll(file.get(), buffer.data(), buffer.size());
-        if (got <= 0)
-            return false;
-        end = static_cast<std::size_t>(got);
-        return true;
-    }
+    std::ptrdiff_t readSome(char* into, std::size_t size) override { return readAll(file.get(), into, size); }
 
     FileDescriptor file;
-    FileIdentity id;
-    std::vector<char> buffer;
-    std::size_t begin = 0;
-    std::size_t end = 0;
 };
 
 int descriptorOf(FileHandle file) { return static_cast<int>(static_cast<std::intptr_t>(file)); }

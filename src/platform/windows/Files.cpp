@@ -22,7 +22,7 @@ Handle openWide(const char* path, DWORD access, DWORD share, DWORD disposition, 
     return Handle(::CreateFileW(wide, access, share, nullptr, disposition, flags, nullptr));
 }
 
-bool readSome(HANDLE file, void* buffer, std::size_t size, std::size_t& got) {
+bool readChunk(HANDLE file, void* buffer, std::size_t size, std::size_t& got) {
     DWORD read = 0;
     const DWORD asked = size > 0x40000000 ? 0x40000000 : static_cast<DWORD>(size);
     if (!::ReadFile(file, buffer, asked, &read, nullptr))
@@ -31,45 +31,17 @@ bool readSome(HANDLE file, void* buffer, std::size_t size, std::size_t& got) {
     return true;
 }
 
-class WindowsInputFile final : public InputFile {
+class WindowsInputFile final : public BufferedInputFile {
 public:
-    WindowsInputFile(Handle handle, FileIdentity identity) : file(std::move(handle)), id(identity), buffer(1 << 16) {}
-
-    FileIdentity identity() const override { return id; }
-
-    bool readLine(std::string& line) override {
-        line.clear();
-        for (;;) {
-            if (begin == end && !fill())
-                return !line.empty();
-            const char* start = buffer.data() + begin;
-            const auto* feed = static_cast<const char*>(std::memchr(start, '\n', end - begin));
-            if (feed != nullptr) {
-                const std::size_t length = static_cast<std::size_t>(feed - start) + 1;
-                line.append(start, length);
-                begin += length;
-                return true;
-            }
-            line.append(start, end - begin);
-            begin = end;
-        }
-    }
+    WindowsInputFile(Handle handle, FileIdentity identity) : BufferedInputFile(identity), file(std::move(handle)) {}
 
 private:
-    bool fill() {
-        begin = end = 0;
+    std::ptrdiff_t readSome(char* into, std::size_t size) override {
         std::size_t got = 0;
-        if (!readSome(file.get(), buffer.data(), buffer.size(), got) || got == 0)
-            return false;
-        end = got;
-        return true;
+        return readChunk(file.get(), into, size, got) ? static_cast<std::ptrdiff_t>(got) : -1;
     }
 
     Handle file;
-    FileIdentity id;
-    std::vector<char> buffer;
-    std::size_t begin = 0;
-    std::size_t end = 0;
 };
 
 // The log's buffer: whole writes of what is collected, at each flush. A file
@@ -186,7 +158,7 @@ public:
         std::size_t done = 0;
         while (done < size) {
             std::size_t got = 0;
-            if (!readSome(handleOf(file), static_cast<char*>(buffer) + done, size - done, got))
+            if (!readChunk(handleOf(file), static_cast<char*>(buffer) + done, size - done, got))
                 return -1;
             if (got == 0)
                 break;
