@@ -29,3 +29,5 @@ enable_language(RC)
 # undefined; the libraries are static (see above).
 add_compile_definitions(WIN32 DV_ENV_STATIC DV_NOTELIB_STATIC)
 add_link_options(-static)
+# lldb reads file and line of PE programs from DWARF 4, not from g++'s DWARF 5.
+add_compile_options(-gdwarf-4)

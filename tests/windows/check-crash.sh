@@ -18,5 +18,5 @@ env -u DISPLAY "$run" "$dvenv" dump-extract "Z:$work/crash.log" "Z:$work/crash.d
   || fail "dump-extract wrote no dump"
 trace=$(lldb-14 -b --core "$work/crash.dmp" "$dvenv" -o 'bt 6' 2> /dev/null)
 printf '%s\n' "$trace" | grep -q 'stop reason = Exception 0xc0000005' || fail "lldb: $trace"
-printf '%s\n' "$trace" | grep -q 'frame #0: .*faultOnPurpose()' || fail "lldb: $trace"
+printf '%s\n' "$trace" | grep -q 'frame #0: .*faultOnPurpose() at CrashCommands.cpp:' || fail "lldb: $trace"
 echo "crash under Wine ok"
