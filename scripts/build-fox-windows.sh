@@ -38,9 +38,10 @@ cd "$source_dir"
   --prefix="$prefix" --enable-static --disable-shared --without-x --without-xft --without-opengl \
   --disable-jpeg --disable-png --disable-tiff --disable-zlib --disable-bz2lib --without-xshm \
   --without-shape --without-xcursor --without-xrender --without-xrandr --without-xfixes --without-xinput
-make -s -j"$(nproc)" -C src > /dev/null
-make -s -C include install > /dev/null
-make -s -C src install > /dev/null
+# FOX's own sources give thousands of warnings; they go to a log, shown only
+# if the build fails.
+{ make -s -j"$(nproc)" -C src && make -s -C include install && make -s -C src install; } > "$work/build.log" 2>&1 \
+  || { tail -n 50 "$work/build.log" >&2; echo "FOX $version: the build failed (log: $work/build.log)" >&2; exit 1; }
 touch "$prefix/.version-$version"
 rm -rf "$work"
 echo "FOX $version for Windows in $prefix"
