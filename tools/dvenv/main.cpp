@@ -16,6 +16,13 @@
 #include <map>
 #include <string>
 
+// Where the log goes without --log (ReportCommands.cpp).
+#ifdef _WIN32
+#define DEFAULT_LOG "%LOCALAPPDATA%\\Dravik\\dravik.log"
+#else
+#define DEFAULT_LOG "~/.local/state/dravik/dravik.log"
+#endif
+
 namespace {
 
 struct Command {
@@ -32,11 +39,11 @@ const std::map<std::string, Command>& commands() {
         {"version", {dvenv::printVersion, "version                 print the tool's and the library's versions and the dialog program", false}},
         {"run", {dvenv::runApplication, "run ARGUMENTS...        start like the application: read the command line,\n"
                                         "                          use every option, print the configuration text", true}},
-        {"report", {dvenv::writeReport, "report [--log FILE]     point the log at FILE (by default ~/.local/state/dravik/dravik.log)\n"
+        {"report", {dvenv::writeReport, "report [--log FILE]     point the log at FILE (by default " DEFAULT_LOG ")\n"
                                         "                          and write the program, system and hardware reports", false}},
         {"dialog", {dvenv::openDialog, "dialog                  open an options dialog bound to options (needs X)", true}},
         {"events", {dvenv::foldEvents, "events FILE             fold a file of messages into an event log and print it", false}},
-        {"crash", {dvenv::crash, "crash [--log FILE]      point the log at FILE (default ~/.local/state/dravik/dravik.log) and fault on purpose", false}},
+        {"crash", {dvenv::crash, "crash [--log FILE]      point the log at FILE (default " DEFAULT_LOG ") and fault on purpose", false}},
         {"dump-extract", {dvenv::extractDump, "dump-extract LOG OUT    write the last memory dump of the log LOG to the file OUT", false}},
     };
     return table;
