@@ -12,6 +12,9 @@ if(TARGET dvenv)
   set_tests_properties(Tool.VersionShowsToolAndLibrary PROPERTIES PASS_REGULAR_EXPRESSION
     "^${dvenv2_dotted}\\.${DVENV2_BUILD_NUMBER}\r?\n${dvenv2_dotted} Build ${DVENV2_BUILD_NUMBER}\r?\n[0-9]+\r?\nlibdvenv2\\.a ${dvenv2_dotted}\\.${DVENV2_BUILD_NUMBER}\r?\ndialog program: none\r?\n$")
 
+  add_test(NAME Tool.OptionsLiveInTheWindowsRegistry
+    COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/windows/check-registry.sh ${PROJECT_SOURCE_DIR}/cmake/wine-run.sh $<TARGET_FILE:dvenv>)
+
   # A real crash under Wine: the log holds the dump, which dump-extract
   # writes out and lldb opens with the faulting function named.
   add_test(NAME Crash.UnderWineTheDumpNamesTheFaultingFunction
