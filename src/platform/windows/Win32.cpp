@@ -9,22 +9,6 @@ bool widen(const char* text, wchar_t* out, std::size_t capacity) {
     return units > 0;
 }
 
-std::wstring widen(const std::string& text) {
-    const int units = ::MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.c_str(), -1, nullptr, 0);
-    if (units <= 0)
-        return {};
-    std::wstring wide(static_cast<std::size_t>(units), L'\0');
-    ::MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.c_str(), -1, wide.data(), units);
-    wide.resize(static_cast<std::size_t>(units) - 1);
-    return wide;
-}
-
-bool narrow(const wchar_t* text, char* out, std::size_t capacity) {
-    if (capacity == 0)
-        return false;
-    return ::WideCharToMultiByte(CP_UTF8, 0, text, -1, out, static_cast<int>(capacity), nullptr, nullptr) > 0;
-}
-
 Handle& Handle::operator=(Handle&& other) noexcept {
     if (this != &other)
         reset(other.release());

@@ -2,23 +2,17 @@
 
 // What every Windows service shares: UTF-8 paths as the wide paths the system
 // opens, an owner of a handle, and functions that may be missing, looked up at
-// run time. Everything that takes no std:: container is safe inside the
-// exception filter: no heap, no lock.
+// run time. All of it is safe inside the exception filter: no heap, no lock.
 
 #include <windows.h>
 
 #include <cstddef>
-#include <string>
 
 namespace dv::env::platform {
 
 // `text` (UTF-8, NUL-terminated) as UTF-16 into `out` of `capacity` units;
 // false if it is not valid UTF-8 or does not fit.
 bool widen(const char* text, wchar_t* out, std::size_t capacity);
-// The same into a string; empty on failure.
-std::wstring widen(const std::string& text);
-// UTF-16 as UTF-8 into `out` of `capacity` bytes; false if it does not fit.
-bool narrow(const wchar_t* text, char* out, std::size_t capacity);
 
 // Closes its handle when it goes; INVALID_HANDLE_VALUE and null own nothing.
 class Handle {
