@@ -36,9 +36,11 @@ const char* homeDirectory() {
     return found.path;
 }
 
+// runAndWait runs its program through the shell, so its builtin can look.
 bool onSearchPath(const char* program) {
-    const char* const arguments[] = {"/bin/sh", "-c", "command -v \"$0\" >/dev/null", program, nullptr};
-    const ChildStatus status = runAndWait(arguments);
+    const char* const arguments[] = {"command", "-v", program, nullptr};
+    char found[PATH_MAX];
+    const ChildStatus status = runAndWait(arguments, found, sizeof(found));
     return status.exited && status.code == 0;
 }
 

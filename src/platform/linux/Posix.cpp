@@ -7,7 +7,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-
 namespace dv::env::platform {
 
 bool writeAll(int descriptor, const void* data, std::size_t size) {

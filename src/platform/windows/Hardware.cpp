@@ -2,6 +2,7 @@
 // thread, where a fault of either is caught by a vectored exception handler
 // (g++ has no __try) and read as "not available".
 
+#include "platform/Faults.h"
 #include "platform/Hardware.h"
 #include "platform/windows/Win32.h"
 
@@ -50,8 +51,7 @@ struct PinnedBody {
 };
 
 DWORD WINAPI runBody(void* argument) {
-    ULONG guarantee = 64 * 1024;
-    ::SetThreadStackGuarantee(&guarantee);  // an overflow here still reaches the crash filter
+    faults().prepareThread();  // an overflow here still reaches the crash filter
     try {
         (*static_cast<PinnedBody*>(argument)->body)();
     } catch (...) {
