@@ -1,6 +1,9 @@
 #include <dv/env/OptionRegistration.h>
 
 #include "OptionStore.h"
+#include "SettingsText.h"
+
+#include <fx.h>
 
 #include <string>
 
@@ -15,6 +18,11 @@ void registerRow(internal::OptionTable<Value>& table, std::string_view name, Val
                  std::string_view shortName, bool persistent) {
     if (name.empty())
         return;
+    if (const std::string why = internal::unstorableNameReason(name); !why.empty()) {
+        fxwarning("Option not registered, the settings cannot hold its name (%s): %.*s\n", why.c_str(),
+                  static_cast<int>(name.size()), name.data());
+        return;
+    }
     internal::optionStore().add(
         table, internal::OptionRow<Value>(persistent, std::string(name), std::string(shortName), std::move(defaultValue)));
 }

@@ -71,10 +71,12 @@ void adopt(FXSettings& settings, const SettingsEntries& wanted) {
     for (const auto& edit : changesBetween(markedEntries(settings), wanted)) {
         if (edit.value) {
             settings.writeStringEntry(edit.section.c_str(), edit.key.c_str(), edit.value->c_str());
-        } else {
-            settings.deleteEntry(edit.section.c_str(), edit.key.c_str());
-            if (const FXStringDict* group = settings.find(edit.section.c_str()); group && group->no() == 0)
-                settings.deleteSection(edit.section.c_str());
+        } else if (FXStringDict* group = settings.find(edit.section.c_str())) {
+            // Through the dictionaries: FOX's own calls abort on the empty
+            // names that pieces of a long line may leave.
+            group->remove(edit.key.c_str());
+            if (group->no() == 0)
+                settings.FXDict::remove(edit.section.c_str());
         }
     }
     settings.setModified(modified);

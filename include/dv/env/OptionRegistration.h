@@ -10,9 +10,12 @@
 //
 // Registration only appends a row and tells `optionsRecorder()` the default:
 // - an empty name is ignored;
-// - names are not checked: registering a name again adds a second row that
-//   reads never reach (the first row answers), but its default becomes the
-//   recorder's default;
+// - a name the settings cannot hold is refused with a warning through
+//   fxwarning: 200 bytes or more, a control character or "=" in it, a blank
+//   at either end, or "[", "#" or ";" first;
+// - names are not checked for duplicates: registering a name again adds a
+//   second row that reads never reach (the first row answers), but its default
+//   becomes the recorder's default;
 // - the registry is not touched, so a value stored under the name by an earlier
 //   run is what the first read gives.
 //
