@@ -62,6 +62,12 @@ TEST_F(OptionRegistration, RegisteredRowsMeetAssignmentAndTheCommandLine) {
     const OptionStore& store = optionStore();
     EXPECT_FALSE(store.ints.findName("") || store.reals.findName("") || store.strings.findName("") ||
                  store.booleans.findName(""));
+    // Names the settings file cannot hold are refused (the reasons: SettingsTextTest).
+    const std::size_t strings = store.strings.size();
+    registerOptionString(std::string(200, 'n'), "a", "", true);
+    registerOptionString("Key=Value", "a", "", true);
+    registerOptionString(std::string(199, 'n'), "a", "", true);
+    EXPECT_EQ(store.strings.size(), strings + 1);
     registerOptionInt("MeshDensity", 12, "x", true);
     registerOptionBoolean("DryRun", false, "", false);
     std::string text;
