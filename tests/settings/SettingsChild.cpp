@@ -3,7 +3,7 @@
 // tests of the merging save.
 //
 //   set NAME VALUE | long NAME LENGTH plain|mixed | delete NAME
-//   save | foxwrite | get NAME | entries | pause | wait FD | lock | autosave DELAY
+//   save | foxwrite | get NAME | check NAME LENGTH plain|mixed | entries | pause | wait FD | lock | autosave DELAY
 
 #include <dv/env/OptionRegistration.h>
 #include <dv/env/Options.h>
@@ -80,6 +80,12 @@ int main(int argc, char** argv) {
             app.reg().write();
         } else if (command == "get") {
             std::cout << getOptionString(next(), false) << std::flush;
+        } else if (command == "check") {
+            const std::string name = next();
+            const std::size_t length = std::stoul(next());
+            const std::string value = getOptionString(name, false);
+            std::cout << name << (value == test::longValue(length, next()) ? " whole" : " differs") << " ("
+                      << value.size() << " bytes)" << std::endl;
         } else if (command == "entries") {
             FXRegistry& registry = app.reg();
             std::set<std::string> names;
