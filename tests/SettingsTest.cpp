@@ -206,6 +206,8 @@ TEST_F(Settings, ASaveKilledAnywhereLeavesTheOldOrTheNewFileWhole) {
     for (int round = 0; round < 1000; ++round) {
         // A forked copy of this process, not a new program: a thousand
         // program starts would take minutes on a loaded machine.
+        int firstSave[2];
+        ASSERT_EQ(::pipe(firstSave), 0);
         const pid_t churn = ::fork();
         if (churn == 0) {
             ::setenv("HOME", home.c_str(), 1);
@@ -218,9 +220,16 @@ TEST_F(Settings, ASaveKilledAnywhereLeavesTheOldOrTheNewFileWhole) {
                 setOptionString("Opt2", value);
                 if (!saveSettings())
                     ::_exit(3);
+                if (change == 1 && ::write(firstSave[1], "s", 1) != 1)
+                    ::_exit(4);
             }
         }
-        std::this_thread::sleep_for(std::chrono::microseconds(random() % 4000));
+        // Killed from the first save on, however slowly the copy starts.
+        char saved = 0;
+        ::close(firstSave[1]);
+        ASSERT_EQ(::read(firstSave[0], &saved, 1), 1) << "round " << round;
+        ::close(firstSave[0]);
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 3000));
         ::kill(churn, SIGKILL);
         int status = 0;
         ASSERT_EQ(::waitpid(churn, &status, 0), churn);
