@@ -2,6 +2,7 @@
 // for real, in a function of known name, as its argument says:
 //   CrashChild LOG null-main | null-thread | abort | overflow | overflow-thread | uncaught
 //                  | divide | trap | typo | threads | refused-read | filter-fault | filter-abort
+//                  | abort-filter-fault
 
 #include <dv/env/AppLog.h>
 #include <dv/env/Options.h>
@@ -174,9 +175,13 @@ int main(int argc, char** argv) {
     } else if (std::strcmp(how, "refused-read") == 0) {
         refuseVmReads();
         jumpPastTheEndOfAFile();
-    } else if (std::strncmp(how, "filter-", 7) == 0) {
+    } else if (std::strstr(how, "filter-")) {
+        // "filter-fault", "filter-abort": a null write, then the filter fails;
+        // "abort-filter-fault": an abort, then the filter faults.
         static FailingBuffer failing(std::strcmp(how, "filter-abort") == 0);
         std::clog.rdbuf(&failing);
+        if (std::strncmp(how, "abort-", 6) == 0)
+            abortInNamedFunction();
         writeThroughNullOnMainThread();
     }
     return 3;
