@@ -91,7 +91,7 @@ TEST_P(Crash, EndsByItsSignalWithTheCodeAndADumpLldbReads) {
 }
 
 // The filter runs on an alternate stack, so an overflow of the AppLog thread's
-// stack, or of a thread that was prepared, still reaches it.
+// stack, or of any thread started after it, still reaches it.
 INSTANTIATE_TEST_SUITE_P(
     Kinds, Crash,
     ::testing::Values(
@@ -100,7 +100,11 @@ INSTANTIATE_TEST_SUITE_P(
         Kind{"abort", SIGABRT, "40000015", "abortInNamedFunction()"},
         Kind{"uncaught", SIGABRT, "40000015", "throwWithoutCatch()"},
         Kind{"overflow", SIGSEGV, "c00000fd", "::recurseWithoutEnd("},
+        // Threads that nobody prepared: a std::thread, one a C library starts,
+        // and one that existed before the AppLog and prepared itself.
         Kind{"overflow-thread", SIGSEGV, "c00000fd", "::recurseWithoutEnd("},
+        Kind{"overflow-pthread", SIGSEGV, "c00000fd", "::recurseWithoutEnd("},
+        Kind{"overflow-early", SIGSEGV, "c00000fd", "::recurseWithoutEnd("},
         Kind{"divide", SIGFPE, "c0000094", "divideByZero()"},
         Kind{"trap", SIGILL, "c000001d", "CrashChild`main"},
         // With process_vm_readv refused, at an address past a mapped file's end.

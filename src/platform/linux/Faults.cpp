@@ -175,6 +175,7 @@ namespace {
 void installSignalHandlers(FaultHandler handler) {
     installedHandler.store(handler);
     prepareThreadForFaults();
+    prepareThreadsAsTheyStart();
 
     struct sigaction action {};
     action.sa_sigaction = onSignal;
