@@ -23,6 +23,7 @@
 
 #include <algorithm>
 #include <regex>
+#include <sstream>
 #include <string>
 #include <utility>
 
@@ -156,6 +157,93 @@ TEST(CrashWithThreads, TheDumpHoldsEveryThreadThatAnswers) {
     EXPECT_EQ(trace.find("thread #5"), std::string::npos) << trace;
     EXPECT_EQ(trace.find("spinDeafToSignals"), std::string::npos) << trace;
 }
+
+std::size_t countOf(const std::string& text, const std::string& part) {
+    std::size_t count = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size()))
+        ++count;
+    return count;
+}
+
+// How often each crash under load is repeated (CTest sets it from the cache
+// variable DVENV2_CRASH_REPEAT).
+int repetitions() {
+    const char* text = std::getenv("DVENV2_CRASH_REPEAT");
+    return text && std::atoi(text) > 0 ? std::atoi(text) : 3;
+}
+
+struct Load {
+    const char* how;
+    const char* firstFrame;     // frame #0 of the first faulting thread
+    std::size_t faultingThreads;  // threads whose frame #0 is firstFrame
+};
+void PrintTo(const Load& load, std::ostream* out) { *out << load.how; }
+
+class CrashUnderLoad : public ::testing::TestWithParam<Load> {};
+
+// Threads that fault at once, or a fault while others write to the log
+// without pause: each run gives one diagnosis, one question and a dump in one
+// block, which lldb opens with every faulting thread at its fault, the first
+// one first; the other threads' numbers stay decimal.
+TEST_P(CrashUnderLoad, GivesOneWholeReport) {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "ThreadSanitizer defers the signal that holds a thread, and reports the host's own "
+                    "unsynchronised log writes that these children make on purpose";
+#endif
+    const Load& load = GetParam();
+    const dv::env::test::TempDir dir;
+    const std::regex workerLine("Worker          :12     line [0-9]+ of 255");
+    std::string lldbCommands;
+    const int runs = repetitions();
+    for (int run = 0; run < runs; ++run) {
+        const std::string name = dir.path(std::to_string(run));
+        ASSERT_EQ(crash(name + ".log", load.how, name + ".err"), SIGSEGV) << "run " << run;
+        const std::string text = fileText(name + ".log");
+        ASSERT_EQ(countOf(text, "Unhandled exception: "), 1u) << "run " << run << "\n" << text.substr(0, 3000);
+        EXPECT_EQ(countOf(fileText(name + ".err"), "Would you like to send this report now ?"), 1u) << "run " << run;
+        const std::size_t diagnosis = text.find("Unhandled exception: c0000005\n");
+        const std::size_t end = text.find("Memory Mini-Dump End\n");
+        ASSERT_LT(diagnosis, end) << "run " << run;
+        EXPECT_EQ(text.find("Worker", diagnosis), std::string::npos) << "run " << run << "\n" << text.substr(diagnosis);
+        std::istringstream lines(text);
+        for (std::string line; std::getline(lines, line);) {
+            if (line.rfind("Worker", 0) == 0 && line.find("Unhandled exception") == std::string::npos)
+                EXPECT_TRUE(std::regex_match(line, workerLine)) << "run " << run << ": " << line;
+        }
+        const std::string extracted = commandOutput(std::string(DVENV_TOOL) + " dump-extract '" + name + ".log' '" +
+                                                    name + ".dmp' 2>&1");
+        ASSERT_NE(extracted.find("bytes written"), std::string::npos) << "run " << run << ": " << extracted;
+        lldbCommands += " -o 'target create --core " + name + ".dmp' -o 'thread backtrace all -c 1'";
+    }
+
+    // One lldb for every dump: its start is what takes the time.
+    const std::string trace = commandOutput("lldb-14 -b" + lldbCommands + " 2>/dev/null");
+    std::size_t at = trace.find("target create --core");
+    for (int run = 0; run < runs; ++run, at = trace.find("target create --core", at + 1)) {
+        ASSERT_NE(at, std::string::npos) << "run " << run << "\n" << trace;
+        const std::string dump = trace.substr(at, trace.find("target create --core", at + 1) - at);
+        const std::size_t first = dump.find("* thread #1, stop reason = signal SIGSEGV");
+        ASSERT_NE(first, std::string::npos) << "run " << run << "\n" << dump;
+        const std::size_t firstFrame = dump.find("frame #0: 0x", first);
+        const std::string firstLine = dump.substr(firstFrame, dump.find('\n', firstFrame) - firstFrame);
+        const std::size_t named = firstLine.find(load.firstFrame);
+        ASSERT_NE(named, std::string::npos) << "run " << run << "\n" << dump;
+        // Every faulting thread stands where its own fault left it: the same
+        // function, file, line and column as the first.
+        EXPECT_EQ(countOf(dump, firstLine.substr(named)), load.faultingThreads) << "run " << run << "\n" << dump;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Loads, CrashUnderLoad,
+    ::testing::Values(Load{"together-2", "CrashChild`(anonymous namespace)::faultTogether(threads=2) at CrashChild.cpp:", 2},
+                      Load{"together-8", "CrashChild`(anonymous namespace)::faultTogether(threads=8) at CrashChild.cpp:", 8},
+                      Load{"busy-log", "CrashChild`(anonymous namespace)::writeThroughNullOnMainThread() at", 1}),
+    [](const auto& param) {
+        std::string name = param.param.how;
+        std::replace(name.begin(), name.end(), '-', '_');
+        return name;
+    });
 
 // The dump's file has no name: another user's "Dravik.DMP" in the temporary
 // directory, or anything else of that name, cannot block it.
