@@ -38,6 +38,7 @@ int crash(const std::string& log, const char* how, const std::string& errors = "
     const pid_t child = ::fork();
     if (child == 0) {
         ::setsid();
+        ::umask(022);
         ::unsetenv("DISPLAY");
         const int nothing = ::open("/dev/null", O_RDWR);
         ::dup2(nothing, STDIN_FILENO);
@@ -68,6 +69,8 @@ TEST_P(Crash, EndsByItsSignalWithTheCodeAndADumpLldbReads) {
     EXPECT_EQ(crash(log, kind.how), kind.signal);
     const std::string text = fileText(log);
     EXPECT_NE(text.find("AppLog          :"), std::string::npos) << text.substr(0, 2000);
+    struct stat status {};
+    EXPECT_TRUE(::stat(log.c_str(), &status) == 0 && (status.st_mode & 07777) == 0600);  // it holds a dump
     const std::size_t diagnosis = text.find(std::string("   Unhandled exception: ") + kind.code + "\n");
     EXPECT_NE(diagnosis, std::string::npos) << text.substr(0, 2000);
     EXPECT_TRUE(std::regex_search(text, std::regex(std::string(kind.before) + "Unhandled exception: ")))
