@@ -64,6 +64,10 @@ class Crash : public ::testing::TestWithParam<Kind> {};
 
 TEST_P(Crash, EndsByItsSignalWithTheCodeAndADumpLldbReads) {
     const Kind& kind = GetParam();
+#ifdef __SANITIZE_THREAD__
+    if (std::strcmp(kind.how, "overflow-thread") == 0 || std::strcmp(kind.how, "overflow-pthread") == 0)
+        GTEST_SKIP() << "ThreadSanitizer owns the start of every thread: the library leaves new threads unprepared";
+#endif
     const dv::env::test::TempDir dir;  // of its own: other processes crash alike
     const std::string log = dir.path("crash.log"), dump = dir.path("crash.dmp");
     EXPECT_EQ(crash(log, kind.how), kind.signal);
@@ -267,6 +271,10 @@ TEST(CrashInFilter, EndsTheProcessByTheFirstSignal) {
     const dv::env::test::TempDir dir;
     for (const auto& [how, signal] : {std::pair<const char*, int>{"filter-fault", SIGSEGV}, {"filter-abort", SIGSEGV},
                                       {"abort-filter-fault", SIGABRT}}) {
+#ifdef __SANITIZE_THREAD__
+        if (signal == SIGABRT)
+            continue;  // ThreadSanitizer runs the handler inside its own, which ends a fault there by SIGSEGV
+#endif
         const std::string log = dir.path(std::string(how) + ".log");
         EXPECT_EQ(crash(log, how), signal) << how;
         EXPECT_NE(fileText(log).find("about to fail: " + std::string(how) + "\n"), std::string::npos) << how;

@@ -23,6 +23,16 @@ namespace {
 
 using CreateThread = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
 
+#if defined(__SANITIZE_THREAD__)
+// ThreadSanitizer's pthread_create comes first and hands over to this one
+// before the new thread is known to it: whatever runs on that thread ahead of
+// its own start (heap, mmap) breaks its bookkeeping. Under it, threads are
+// started as they are.
+constexpr bool wrapThreadStart = false;
+#else
+constexpr bool wrapThreadStart = true;
+#endif
+
 std::atomic<bool> preparingNewThreads{false};
 
 CreateThread nextCreateThread() {
@@ -51,7 +61,7 @@ void* startPrepared(void* raw) {
 
 }  // namespace
 
-void prepareThreadsAsTheyStart() { preparingNewThreads.store(true, std::memory_order_release); }
+void prepareThreadsAsTheyStart() { preparingNewThreads.store(wrapThreadStart, std::memory_order_release); }
 
 }  // namespace dv::env::platform
 
