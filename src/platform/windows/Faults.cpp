@@ -378,6 +378,17 @@ bool arrangeThreadList(HANDLE file, DWORD first) {
     return false;
 }
 
+// Leaves the thread that reports for another (after an overflow) out of the
+// dump: dbghelp takes the calling thread for the faulting one and would give
+// it the fault's registers and its whole stack.
+BOOL CALLBACK leaveOutReporter(void*, const PMINIDUMP_CALLBACK_INPUT input, PMINIDUMP_CALLBACK_OUTPUT output) {
+    if (input->CallbackType == IncludeThreadCallback)
+        return input->IncludeThread.ThreadId != ::GetCurrentThreadId();
+    if (input->CallbackType == ThreadCallback && input->Thread.ThreadId == ::GetCurrentThreadId())
+        output->ThreadWriteFlags = 0;
+    return TRUE;
+}
+
 class WindowsFaults final : public Faults {
 public:
     void installHandler(FaultHandler handler) override {
@@ -443,9 +454,12 @@ public:
         MINIDUMP_EXCEPTION_INFORMATION exception{fault.context->thread, fault.context->pointers, FALSE};
         const auto type = static_cast<MINIDUMP_TYPE>(MiniDumpWithHandleData | MiniDumpWithProcessThreadData);
         const auto handle = reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(file));
-        if (!::MiniDumpWriteDump(::GetCurrentProcess(), ::GetCurrentProcessId(), handle, type, &exception, nullptr, nullptr))
+        const bool forAnother = fault.context->thread != ::GetCurrentThreadId();
+        MINIDUMP_CALLBACK_INFORMATION callback{leaveOutReporter, nullptr};
+        if (!::MiniDumpWriteDump(::GetCurrentProcess(), ::GetCurrentProcessId(), handle, type, &exception, nullptr,
+                                 forAnother ? &callback : nullptr))
             return false;
-        if (fault.context->thread != ::GetCurrentThreadId())
+        if (forAnother)
             registerWaiting(fault.context->thread, fault.context->pointers->ContextRecord);
         return arrangeThreadList(handle, fault.context->thread);
     }
