@@ -22,3 +22,34 @@ if(TARGET dvenv)
             ${PROJECT_SOURCE_DIR}/cmake/wine-run.sh $<TARGET_FILE:dvenv> ${CMAKE_CURRENT_BINARY_DIR}/crash-check)
   set_tests_properties(Crash.UnderWineTheDumpNamesTheFaultingFunction PROPERTIES TIMEOUT 120)
 endif()
+
+# Real faults of every kind under Wine, each read back with lldb. Wine's
+# MiniDumpWriteDump takes several seconds, so the runs under load repeat only
+# DVENV2_WINE_CRASH_REPEAT times.
+set(DVENV2_WINE_CRASH_REPEAT 1 CACHE STRING "Runs of each Windows crash test under load (threads faulting at once, a fault while others log)")
+add_executable(FaultChild windows/FaultChild.cpp)
+target_link_libraries(FaultChild PRIVATE dvenv2_objects dvenv2_warnings)
+target_include_directories(FaultChild PRIVATE ${PROJECT_SOURCE_DIR}/src ${CMAKE_CURRENT_SOURCE_DIR})
+if(TARGET dvenv)
+  # case, exit status (the code cut to 8 bits), code, a function in the faulting thread's frames, runs
+  set(dvenv2_wine_faults
+    "abort-main 21 40000015 abortInNamedFunction 1"
+    "abort-thread 21 40000015 abortInNamedFunction 1"
+    "uncaught-thread 21 40000015 throwWithoutCatch 1"
+    "invalid-parameter 23 c0000417 passInvalidParameter 1"
+    "overflow-thread 253 c00000fd recurseWithoutEnd 1"
+    "together-2 5 c0000005 faultTogether ${DVENV2_WINE_CRASH_REPEAT}"
+    "together-8 5 c0000005 faultTogether ${DVENV2_WINE_CRASH_REPEAT}"
+    "busy-log 5 c0000005 writeThroughNullWhileOthersLog ${DVENV2_WINE_CRASH_REPEAT}"
+    "typo 3 none Invalid.numeric.parameter.for.option 1")
+  foreach(fault IN LISTS dvenv2_wine_faults)
+    separate_arguments(fault)
+    list(GET fault 0 case)
+    list(GET fault 4 runs)
+    add_test(NAME Crash.UnderWine.${case}
+      COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/windows/check-faults.sh ${PROJECT_SOURCE_DIR}/cmake/wine-run.sh
+              $<TARGET_FILE:dvenv> $<TARGET_FILE:FaultChild> ${CMAKE_CURRENT_BINARY_DIR}/faults-${case} ${fault})
+    math(EXPR timeout "240 * ${runs}")
+    set_tests_properties(Crash.UnderWine.${case} PROPERTIES TIMEOUT ${timeout})
+  endforeach()
+endif()
