@@ -95,6 +95,10 @@ public:
         LogCrash& crash = all[at];
         if (!crash.dumpError.empty())
             return;
+        if (!pendingError.empty()) {
+            crash.dumpError = pendingError;
+            return;
+        }
         if (lastLength != blockSize) {
             fail(lastLine, "a dump line of " + std::to_string(lastLength) +
                                " bytes is followed by another; only the last line may be shorter than 54 bytes");
@@ -102,12 +106,21 @@ public:
         }
         const auto bytes = decodeBase64(line);
         if (!bytes || bytes->size() > blockSize) {
-            fail(number, "not a line of the dump (Base64 of at most 54 bytes): '" + std::string(line.substr(0, 80)) + "'");
+            // Final only if more follows: a log cut in the middle of a line
+            // is reported as cut short.
+            pendingError = where + ":" + std::to_string(number) + ": not a line of the dump (Base64 of at most 54 bytes): '" +
+                           std::string(line.substr(0, 80)) + "'";
             return;
         }
         crash.dump += *bytes;
         lastLength = bytes->size();
         lastLine = number;
+    }
+
+    void ended() {
+        LogCrash& crash = all[at];
+        if (crash.dumpError.empty())
+            crash.dumpError = pendingError;
     }
 
     void unfinished() {
@@ -128,6 +141,7 @@ private:
     std::size_t begin;
     std::size_t lastLength = blockSize;
     std::size_t lastLine = 0;
+    std::string pendingError;
 };
 
 }  // namespace
@@ -196,6 +210,7 @@ std::vector<LogCrash> findCrashes(std::string_view log, const std::string& where
         const auto stamp = stamped(line);
         if (dump) {
             if (endsWith(line, dumpEnd)) {
+                dump->ended();
                 dump.reset();
             } else if (line.find(' ') == std::string_view::npos) {
                 // Lines of other threads can come between the dump's lines;

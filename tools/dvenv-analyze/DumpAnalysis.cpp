@@ -49,12 +49,16 @@ std::vector<std::uint8_t> bytesOfHex(const std::string& hex) {
     return bytes;
 }
 
-// LLDB names a function it only knows by its address "___lldb_unnamed_symbol".
+// LLDB names a function it only knows by its address "___lldb_unnamed_symbol",
+// and a clone of a function (".constprop.0" and the like) "(anonymous)": the
+// symbol table has the name then.
 std::string functionName(lldb::SBFrame& frame) {
     const char* name = frame.GetFunctionName();
-    if (!name)
-        return {};
-    const std::string text(name);
+    std::string text = name ? name : "";
+    if (text.find("(anonymous)(") != std::string::npos) {
+        if (const char* symbol = frame.GetSymbol().GetName())
+            text = symbol;
+    }
     return text.rfind("___lldb_unnamed_symbol", 0) == 0 ? std::string() : text;
 }
 

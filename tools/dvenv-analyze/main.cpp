@@ -161,12 +161,17 @@ int main(int argc, char** argv) {
     if (options.file.empty())
         return usage(std::cerr, badInput);
 
+    std::error_code kind;
+    if (fs::is_directory(options.file, kind)) {
+        std::cerr << "dvenv-analyze: cannot read '" << options.file << "': it is a folder\n";
+        return runFailure;
+    }
     std::ifstream in(options.file, std::ios::binary);
     std::string text;
     if (in)
         text.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    if (!in || in.bad() || fs::is_directory(options.file)) {
-        std::cerr << "dvenv-analyze: cannot read '" << options.file << "': " << std::strerror(errno ? errno : EISDIR) << '\n';
+    if (!in && !in.eof()) {
+        std::cerr << "dvenv-analyze: cannot read '" << options.file << "': " << std::strerror(errno) << '\n';
         return runFailure;
     }
 
