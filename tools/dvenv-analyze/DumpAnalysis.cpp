@@ -155,6 +155,13 @@ DumpAnalysis analyseDump(Debugger& debugger, const std::string& dumpFile, const 
         if (!hasSymbols)
             analysis.withoutSymbols.push_back({module.name, module.path, module.buildId, located[module.path]});
     }
+    // Those that the backtraces pass through first.
+    std::stable_partition(analysis.withoutSymbols.begin(), analysis.withoutSymbols.end(), [&](const ModuleWithoutSymbols& module) {
+        return std::any_of(analysis.threads.begin(), analysis.threads.end(), [&](const DumpThread& thread) {
+            return std::any_of(thread.frames.begin(), thread.frames.end(),
+                               [&](const StackFrame& frame) { return frame.module == module.name; });
+        });
+    });
     lldbDebugger.DeleteTarget(target);
     return analysis;
 }
