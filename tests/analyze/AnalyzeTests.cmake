@@ -1,6 +1,19 @@
 # dvenv-analyze on real crashes; included from tests/. Skipped, with the
 # reason, where the analyzer could not be built (no liblldb-14-dev).
 
+# The Windows build reads a dvenv.exe crash under Wine with the analyzer of
+# the plain build (a Linux program).
+if(WIN32)
+  set(DVENV2_LINUX_ANALYZER ${PROJECT_SOURCE_DIR}/build/default/tools/dvenv-analyze/dvenv-analyze
+      CACHE FILEPATH "dvenv-analyze built for the host, which reads the Windows build's dumps")
+  add_test(NAME Analyze.WindowsDumpUnderWineNamesFrameZero
+    COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/analyze/check-windows-dump.sh
+            ${PROJECT_SOURCE_DIR}/cmake/wine-run.sh $<TARGET_FILE:dvenv> ${DVENV2_LINUX_ANALYZER}
+            ${CMAKE_CURRENT_BINARY_DIR}/analyze-windows)
+  set_tests_properties(Analyze.WindowsDumpUnderWineNamesFrameZero PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 180)
+  return()
+endif()
+
 if(NOT TARGET dvenv-analyze)
   add_test(NAME Analyze.NeedsLldb COMMAND sh -c "echo 'dvenv-analyze was not built: liblldb-14-dev or nlohmann-json3-dev is missing'; exit 77")
   set_tests_properties(Analyze.NeedsLldb PROPERTIES SKIP_RETURN_CODE 77)
