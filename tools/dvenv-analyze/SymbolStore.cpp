@@ -80,10 +80,6 @@ void SymbolStore::scan(const fs::path& folder) {
     std::error_code error;
     for (fs::recursive_directory_iterator it(folder, fs::directory_options::skip_permission_denied, error), end;
          !error && it != end; it.increment(error)) {
-        if (it->path().filename() == ".build-id") {
-            it.disable_recursion_pending();
-            continue;
-        }
         if (!isFile(it->path()))
             continue;
         index.byName[lowerCase(it->path().filename().string())].push_back(it->path());
@@ -114,40 +110,48 @@ const std::vector<fs::path>& SymbolStore::scannedByName(const fs::path& folder, 
 }
 
 ModuleFiles SymbolStore::locate(const DumpModule& module, bool windowsDump) {
-    std::vector<fs::path> candidates;
-    const std::string& id = module.buildId;
-    for (const fs::path& folder : folders) {
-        if (!id.empty()) {
-            const fs::path inTree = buildIdPath(folder, id);
-            for (const fs::path& file : {inTree, fs::path(inTree.string() + ".debug")})
-                if (isFile(file))
-                    candidates.push_back(file);
-            for (const fs::path& file : scannedByBuildId(folder, id))
-                candidates.push_back(file);
-        } else {
-            // A dump without build ids (as Wine writes them): the name must do.
-            for (const fs::path& file : scannedByName(folder, module.name))
-                candidates.push_back(file);
-        }
-    }
-    if (const fs::path own = hostPath(module.path, windowsDump); !own.empty() && isFile(own))
-        candidates.push_back(own);
-    if (!id.empty() && isFile(fs::path(buildIdPath(systemDebugFolder, id).string() + ".debug")))
-        candidates.push_back(buildIdPath(systemDebugFolder, id).string() + ".debug");
-
     ModuleFiles files;
-    for (const fs::path& file : candidates) {
+    const std::string& id = module.buildId;
+    // True once both are found: the rest need not be looked at. A folder
+    // with a .build-id tree is that tree; any other is scanned once.
+    const auto consider = [&](const fs::path& file) {
         auto& facts = inspected[file];
         if (!facts)
             facts = inspectObjectFile(file);
-        if (!facts || (!id.empty() && facts->buildId != id))
-            continue;
-        if (files.object.empty() && facts->hasCode)
-            files.object = file;
-        if (files.symbols.empty() && facts->hasSymbols)
-            files.symbols = file;
-        if (!files.object.empty() && !files.symbols.empty())
-            break;
+        if (facts && (id.empty() || facts->buildId == id)) {
+            if (files.object.empty() && facts->hasCode)
+                files.object = file;
+            if (files.symbols.empty() && facts->hasSymbols)
+                files.symbols = file;
+        }
+        return !files.object.empty() && !files.symbols.empty();
+    };
+    for (const fs::path& folder : folders) {
+        std::error_code error;
+        if (fs::is_directory(folder / ".build-id", error)) {
+            if (id.empty())
+                continue;
+            const fs::path inTree = buildIdPath(folder, id);
+            for (const fs::path& file : {inTree, fs::path(inTree.string() + ".debug")})
+                if (isFile(file) && consider(file))
+                    return files;
+        } else if (!id.empty()) {
+            for (const fs::path& file : scannedByBuildId(folder, id))
+                if (consider(file))
+                    return files;
+        } else {
+            // A dump without build ids (as Wine writes them): the name must do.
+            for (const fs::path& file : scannedByName(folder, module.name))
+                if (consider(file))
+                    return files;
+        }
+    }
+    if (const fs::path own = hostPath(module.path, windowsDump); !own.empty() && isFile(own) && consider(own))
+        return files;
+    if (!id.empty()) {
+        const fs::path system = buildIdPath(systemDebugFolder, id).string() + ".debug";
+        if (isFile(system))
+            consider(system);
     }
     return files;
 }
