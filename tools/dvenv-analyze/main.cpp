@@ -29,6 +29,11 @@
 namespace fs = std::filesystem;
 using namespace dvanalyze;
 
+#ifdef __SANITIZE_ADDRESS__
+// LLDB starts its Python interpreter, whose allocations live until the exit.
+extern "C" [[gnu::visibility("default"), gnu::used]] const char* __lsan_default_suppressions() { return "leak:libpython3\n"; }
+#endif
+
 namespace {
 
 constexpr int runFailure = 1;  // a file that cannot be read or written
