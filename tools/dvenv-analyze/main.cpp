@@ -32,6 +32,7 @@ using namespace dvanalyze;
 #ifdef __SANITIZE_ADDRESS__
 // LLDB starts its Python interpreter, whose allocations live until the exit.
 extern "C" [[gnu::visibility("default"), gnu::used]] const char* __lsan_default_suppressions() { return "leak:libpython3\n"; }
+extern "C" [[gnu::visibility("default"), gnu::used]] const char* __lsan_default_options() { return "print_suppressions=0"; }
 #endif
 
 namespace {
