@@ -8,6 +8,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   clang-14 libclang-rt-14-dev xvfb xauth xdotool lldb-14 xdg-utils binutils locales
   g++-mingw-w64-x86-64 wine64 wine
+  liblldb-14-dev nlohmann-json3-dev python3
 )
 missing=()
 for package in "${packages[@]}"; do
