@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cstdio>
 #include <iostream>
+#include <type_traits>
 #include <utility>
 
 namespace dv::env {
@@ -132,6 +133,57 @@ void setOptionBoolean(std::string_view name, bool value) {
 void setOptionString(std::string_view name, std::string_view value) {
     if (const auto* row = knownRow(optionStore().strings, name))
         settingsStore().writeStringEntry(stringSection, row->name.c_str(), std::string(value).c_str());
+}
+
+namespace {
+
+// Deletes the row's entry where it has one: deleting a missing entry would
+// still mark the registry modified.
+template <typename Value>
+void deleteEntry(const StoredOption<Value>& row, const char* section) {
+    if constexpr (std::is_same_v<Value, std::int32_t>) {
+        if (row.name == programTypeName) {
+            programType.store(row.defaultValue, std::memory_order_relaxed);
+            return;
+        }
+    }
+    FXSettings& settings = settingsStore();
+    if (settings.existingEntry(section, row.name.c_str()))
+        settings.deleteEntry(section, row.name.c_str());
+}
+
+}  // namespace
+
+bool resetOption(std::string_view name) {
+    OptionStore& store = optionStore();
+    store.build();
+    const OptionStore::Resolved resolved = store.resolve(name, true);
+    const auto found = store.findTextual(resolved, true);
+    if (!found) {
+        fxwarning("Unknown option: %.*s\n", static_cast<int>(name.size()), name.data());
+        return false;
+    }
+    switch (found->table) {
+    case OptionStore::stringTable: deleteEntry(store.strings[found->index], stringSection); break;
+    case OptionStore::booleanTable: deleteEntry(store.booleans[found->index], boolSection); break;
+    case OptionStore::integerTable: deleteEntry(store.ints[found->index], intSection); break;
+    case OptionStore::realTable: deleteEntry(store.reals[found->index], realSection); break;
+    case OptionStore::tableCount: break;
+    }
+    return true;
+}
+
+void resetAllOptions() {
+    OptionStore& store = optionStore();
+    store.build();
+    for (const auto& row : store.strings)
+        deleteEntry(row, stringSection);
+    for (const auto& row : store.booleans)
+        deleteEntry(row, boolSection);
+    for (const auto& row : store.ints)
+        deleteEntry(row, intSection);
+    for (const auto& row : store.reals)
+        deleteEntry(row, realSection);
 }
 
 bool testOption(std::string_view) { return FXApp::instance() != nullptr; }

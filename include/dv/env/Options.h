@@ -75,6 +75,23 @@ DV_ENV_EXPORT bool testOption(std::string_view name);
 /// `getOption` and notes nothing.
 DV_ENV_EXPORT void recordOption(std::string_view name);
 
+/// Puts an option back to its built-in default by deleting its registry
+/// entry, so that a later release's default applies to it too. The name is
+/// resolved as `setOption` resolves it (any case, old names, short names).
+/// Returns false for an unknown name, after the warning "Unknown option: NAME"
+/// through fxwarning. An option without an entry is left alone, so the
+/// registry is not marked modified.
+///
+///     dv::env::resetOption("ToolArcPrecValue");   // reads 32 again
+///     dv::env::resetAllOptions();                 // every option
+DV_ENV_EXPORT bool resetOption(std::string_view name);
+
+/// Deletes the entries of every known option, in all four sections. Entries of
+/// names no option has are kept: they may belong to another part of the
+/// program. Unlike "DvLoadDefaults", which writes each default, this leaves
+/// the defaults to the library.
+DV_ENV_EXPORT void resetAllOptions();
+
 /// Assigns an option from text, the one road from a command line or a command
 /// file to the store. Returns true when the assignment was carried out, false
 /// when the name is unknown (after the warning "Unknown option: NAME" through
