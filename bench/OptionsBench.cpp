@@ -13,6 +13,7 @@
 #include <iostream>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -70,6 +71,39 @@ void SetOption(benchmark::State& state) {
 }
 BENCHMARK(SetOption)->Arg(0);
 
+// Two values in turn, so that every iteration stores something.
+void SetOptionReal(benchmark::State& state) {
+    QuietApp quiet;
+    registerModuleOptions(state.range(0));
+    bool other = false;
+    for (auto _ : state) {
+        other = !other;
+        benchmark::DoNotOptimize(dv::env::setOption("DxfInScaling", other ? "1.5" : "2.25"));
+    }
+}
+BENCHMARK(SetOptionReal)->Arg(0);
+
+// A typed look-up of a name spelled at an address the store has not seen:
+// 4,096 texts in turn, more than its cache of recent texts holds.
+void FirstTypedLookUp(benchmark::State& state) {
+    registerModuleOptions(state.range(0));
+    auto& store = dv::env::internal::optionStore();
+    store.build();
+    std::vector<std::string> texts;
+    for (std::size_t i = 0; texts.size() < 4096; ++i) {
+        std::string name = store.ints[i % store.ints.size()].name;
+        for (std::size_t c = 0; c < name.size(); ++c)
+            name[c] = static_cast<char>((i >> (c % 8)) & 1 ? std::tolower(name[c]) : std::toupper(name[c]));
+        texts.push_back(name);
+    }
+    std::size_t next = 0;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(&store.ints.rowForTypedAccess(texts[next]));
+        next = (next + 1) % texts.size();
+    }
+}
+BENCHMARK(FirstTypedLookUp)->Arg(0);
+
 void TextualRead(benchmark::State& state) {
     QuietApp quiet;
     registerModuleOptions(state.range(0));
@@ -99,6 +133,8 @@ BENCHMARK(LookUpNewSpelling)->Arg(0);
 // Benchmarks run in the order they are declared: these after every run with
 // none registered.
 BENCHMARK(SetOption)->Arg(10000);
+BENCHMARK(SetOptionReal)->Arg(10000);
+BENCHMARK(FirstTypedLookUp)->Arg(10000);
 BENCHMARK(TextualRead)->Arg(10000);
 BENCHMARK(LookUpNewSpelling)->Arg(10000);
 
