@@ -4,6 +4,13 @@
 // open addressing in a power-of-two table: a look-up is one hash, a mask and
 // mostly one comparison. Keys are views; what they view must outlive the
 // index. Names in any ASCII case are one key unless `foldCase` is false.
+//
+// Why not std::unordered_map with the same hash and equality: measured in
+// bench/OptionsBench.cpp (medians of five, on a loaded machine), the standard
+// map made the store's own figures worse by more than 5 %: a first typed
+// look-up at 10,000 rows 52 ns against 36, setOption 109 ns against 93 (at the
+// catalogue's 256 rows they were alike, 32 against 33 ns). Bare look-ups of
+// 10,000 names took 62 ns against 36; of 256, 31 against 40.
 
 #include "OptionNames.h"
 

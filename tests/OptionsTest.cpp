@@ -192,6 +192,14 @@ TEST_F(Options, LoadDefaultsResetsTransientRowsOrAllAndTellsTheRecorder) {
 
     optionStore().loadDefaults(false);
     EXPECT_EQ(getOptionInt("ToolArcPrecValue", false), 32);
+    // Defaults stored already are not written again: the registry stays unmodified.
+    registry().setModified(false);
+    optionStore().loadDefaults(false);
+    optionStore().loadDefaults(true);
+    EXPECT_FALSE(registry().isModified());
+    registry().deleteEntry("String", "DvImportFile");
+    optionStore().loadDefaults(true);
+    EXPECT_TRUE(registry().existingEntry("String", "DvImportFile"));
 }
 
 TEST_F(Options, ResetDeletesTheEntrySoTheDefaultAppliesAndLeavesOthersAlone) {
