@@ -1,6 +1,6 @@
 #include <dv/env/Options.h>
 
-#include "OptionStore.h"
+#include "OptionNames.h"
 #include "ToolApply.h"
 #include "platform/Files.h"
 
@@ -68,7 +68,6 @@ bool mayRead(std::string_view path, const platform::FileIdentity& identity) {
 }  // namespace
 
 bool parseCommandFile(std::string_view path) {
-    internal::optionStore().build();
     const auto file = platform::files().openInputFile(path);
     if (!file || !mayRead(path, file->identity()))
         return true;

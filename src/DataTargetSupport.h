@@ -1,7 +1,7 @@
 #pragma once
 
-// What the data target classes share: the lists that own them, and the tests
-// and messages that all four make the same way.
+// What the data target classes share: the lists that own them, the tests and
+// messages that all four make the same way, and the definitions they repeat.
 
 #include <dv/env/DataTarget.h>
 
@@ -78,3 +78,28 @@ FXTreeItem* itemWithValue(const FXTreeListBox& box, std::int32_t state);
 void showValue(FXTreeListBox& box, std::int32_t state);
 
 }  // namespace dv::env::internal
+
+// What every concrete data target defines alike, inside namespace dv::env: a
+// message map that sends ID_VALUE and ID_OPTION to ID_OPTION + `lastChoice` to
+// its two handlers, its FOX metaclass, the members its header declares (out of
+// line, so that they pin the exported class to the library), and `get`, which
+// keeps each new target in the list `targets`.
+#define DV_ENV_DATA_TARGET_DEFINITIONS(Class, lastChoice, targets)                                            \
+    FXDEFMAP(Class) Class##Map[] = {                                                                         \
+        FXMAPFUNC(SEL_COMMAND, DataTarget::ID_VALUE, Class::onCmdValue),                                     \
+        FXMAPFUNC(SEL_CHANGED, DataTarget::ID_VALUE, Class::onCmdValue),                                     \
+        FXMAPFUNC(SEL_UPDATE, DataTarget::ID_VALUE, Class::onUpdValue),                                      \
+        FXMAPFUNCS(SEL_COMMAND, DataTarget::ID_OPTION, DataTarget::ID_OPTION + (lastChoice), Class::onCmdValue), \
+        FXMAPFUNCS(SEL_UPDATE, DataTarget::ID_OPTION, DataTarget::ID_OPTION + (lastChoice), Class::onUpdValue),  \
+    };                                                                                                       \
+    FXIMPLEMENT(Class, DataTarget, Class##Map, ARRAYNUMBER(Class##Map))                                      \
+    Class::Class() = default;                                                                                \
+    Class::Class(const char* optionName, FXObject* notified, FXSelector message)                            \
+        : name(optionName), target(notified), selector(message) {}                                           \
+    Class::~Class() = default;                                                                               \
+    Class::Class(const Class& other) = default;                                                              \
+    Class& Class::operator=(const Class& other) = default;                                                   \
+    Class* Class::get(const char* name, FXObject* target, FXSelector selector) {                             \
+        (targets).push_back(Class(name, target, selector));                                                  \
+        return &(targets).back();                                                                            \
+    }

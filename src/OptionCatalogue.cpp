@@ -1,4 +1,4 @@
-#include "OptionStore.h"
+#include "OptionRow.h"
 
 // The built-in catalogue. Each table is in its listed order; the build copies
 // it backwards, so the last row of each table gets the lowest index.

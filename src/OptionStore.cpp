@@ -1,11 +1,7 @@
 #include "OptionStore.h"
 
+#include "OptionEntry.h"
 #include "OptionsRecorder.h"
-#include "SettingsSnapshot.h"
-
-#include <dv/env/Options.h>
-
-#include <fx.h>
 
 #include <algorithm>
 #include <variant>
@@ -56,29 +52,6 @@ constexpr LegacyName legacyOptionNames[] = {
 };
 
 }  // namespace
-
-void NameIndex::insertIfAbsent(std::string_view key, std::size_t value) {
-    if (find(key))
-        return;
-    // At most half full, so that a miss ends soon.
-    if (2 * (used + 1) > slots.size()) {
-        std::vector<Slot> old(std::max<std::size_t>(16, 2 * slots.size()));
-        old.swap(slots);
-        for (const Slot& slot : old)
-            if (slot.key.data() != nullptr)
-                place(slot);
-    }
-    place(Slot{key, optionNameHash(key, foldCase), value});
-    ++used;
-    longestKey = std::max(longestKey, key.size());
-}
-
-void NameIndex::place(const Slot& slot) {
-    std::size_t at = slot.hash & (slots.size() - 1);
-    while (slots[at].key.data() != nullptr)
-        at = (at + 1) & (slots.size() - 1);
-    slots[at] = slot;
-}
 
 template <typename Value>
 StoredOption<Value>& OptionTable<Value>::rowForTypedAccess(std::string_view name) {
@@ -205,35 +178,18 @@ std::optional<OptionStore::TextualRow> OptionStore::findTextual(const Resolved& 
 
 void OptionStore::loadDefaults(bool transientOnly) {
     const auto recorder = optionsRecorderInstance();
-    FXSettings& settings = settingsStore();
-    for (const auto& row : ints) {
-        // Through the setter, so that a row named "DvProgramType" sets the
-        // process-wide value and not the registry.
-        if (!transientOnly || !row.persistent)
-            setOptionInt(row.name, row.defaultValue);
-        recorder->setDefault(row.name, ConfigValue(std::in_place_type<int>, row.defaultValue));
-    }
-    for (const auto& row : reals) {
-        if (!transientOnly || !row.persistent)
-            settings.writeRealEntry(realSection, row.name.c_str(), row.defaultValue);
-        recorder->setDefault(row.name, ConfigValue(std::in_place_type<double>, row.defaultValue));
-    }
-    for (const auto& row : booleans) {
-        if (!transientOnly || !row.persistent)
-            settings.writeIntEntry(boolSection, row.name.c_str(), row.defaultValue ? 1 : 0);
-        recorder->setDefault(row.name, ConfigValue(std::in_place_type<bool>, row.defaultValue));
-    }
-    for (const auto& row : strings) {
-        if (!transientOnly || !row.persistent)
-            settings.writeStringEntry(stringSection, row.name.c_str(), row.defaultValue.c_str());
-        recorder->setDefault(row.name, ConfigValue(std::in_place_type<std::string>, row.defaultValue));
-    }
-}
-
-FXSettings& settingsStore() {
-    FXApp& app = *FXApp::instance();
-    noteSettingsAccess(app);
-    return app.reg();
+    const auto loadTable = [&](const auto& table) {
+        for (const auto& row : table) {
+            if (!transientOnly || !row.persistent)
+                writeEntry(row, row.defaultValue);
+            using Value = std::decay_t<decltype(row.defaultValue)>;
+            recorder->setDefault(row.name, ConfigValue(std::in_place_type<Value>, row.defaultValue));
+        }
+    };
+    loadTable(ints);
+    loadTable(reals);
+    loadTable(booleans);
+    loadTable(strings);
 }
 
 }  // namespace dv::env::internal

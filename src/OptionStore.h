@@ -1,17 +1,15 @@
 #pragma once
 
-// The one owner of the option rows: the four tables, their name indexes, the
-// lock that orders changes to them, and the comparison of option names.
-// Internal to the library; every access to a row goes through here.
-//
-// Option names are ASCII, and they are compared with ASCII case folded,
-// whatever the process's C and C++ locales say: a host that sets a Turkish
-// locale, whose upper case of "i" is not "I", must not make "dvimportfile"
-// miss DvImportFile.
+// The one owner of the option rows: the four tables with their name indexes,
+// what each row's last read saw, and the lock that orders changes to them.
+// Internal to the library; every access to a row goes through here, and every
+// access to a row's registry entry through OptionEntry.h.
+
+#include "NameIndex.h"
+#include "OptionNames.h"
+#include "OptionRow.h"
 
 #include <array>
-#include <dv/env/OptionReflection.h>
-
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -22,155 +20,10 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
-#include <vector>
-
-namespace FX {
-class FXSettings;
-}
 
 namespace dv::env::internal {
 
-// ---- Names
-//
-// Names are taken eight bytes at a time: they are read on every typed access,
-// and the fold of a word costs a few instructions where a byte-wise fold
-// through a table costs a load per byte.
-
-namespace names {
-
-// 'A' to 'Z' become 'a' to 'z', every other byte stays. No byte carries into
-// its neighbour: a byte's low seven bits plus 0x3f stay below 0x100.
-inline std::uint64_t foldAsciiCase(std::uint64_t bytes) {
-    constexpr std::uint64_t ones = 0x0101010101010101;
-    const std::uint64_t low = bytes & 0x7f * ones;
-    const std::uint64_t fromA = low + (0x80 - 'A') * ones;
-    const std::uint64_t pastZ = low + (0x80 - 'Z' - 1) * ones;
-    const std::uint64_t upper = fromA & ~pastZ & ~bytes & 0x80 * ones;
-    return bytes | upper >> 2;
-}
-
-// The word of `text` at `offset`, zero-filled past its end.
-inline std::uint64_t wordAt(std::string_view text, std::size_t offset) {
-    const std::size_t left = text.size() - offset;
-    std::uint64_t word = 0;
-    if (left >= sizeof word) {
-        std::memcpy(&word, text.data() + offset, sizeof word);
-        return word;
-    }
-    for (std::size_t i = 0; i < left; ++i)
-        word |= std::uint64_t{static_cast<unsigned char>(text[offset + i])} << (8 * i);
-    return word;
-}
-
-}  // namespace names
-
-// Equal ignoring ASCII case: same length, and the same bytes once 'A'-'Z' are
-// taken as 'a'-'z'.
-inline bool sameOptionName(std::string_view a, std::string_view b) {
-    if (a.size() != b.size())
-        return false;
-    for (std::size_t offset = 0; offset < a.size(); offset += 8) {
-        const std::uint64_t left = names::wordAt(a, offset), right = names::wordAt(b, offset);
-        if (left != right && names::foldAsciiCase(left) != names::foldAsciiCase(right))
-            return false;
-    }
-    return true;
-}
-
-// A hash of `name` that is the same for every ASCII case of it; `foldCase`
-// false hashes the bytes as they are.
-inline std::size_t optionNameHash(std::string_view name, bool foldCase) {
-    std::uint64_t hash = 0x9e3779b97f4a7c15 ^ name.size();
-    for (std::size_t offset = 0; offset < name.size(); offset += 8) {
-        const std::uint64_t word = names::wordAt(name, offset);
-        hash = (hash ^ (foldCase ? names::foldAsciiCase(word) : word)) * 0xbf58476d1ce4e5b9;
-        hash ^= hash >> 31;
-    }
-    // The indexes use the low bits: mix the high ones in.
-    hash ^= hash >> 33;
-    hash *= 0xff51afd7ed558ccd;
-    hash ^= hash >> 33;
-    return static_cast<std::size_t>(hash);
-}
-
-// From names to the first number given for each (a row's index), by open
-// addressing in a power-of-two table: a look-up is one hash, a mask and
-// mostly one comparison. Keys are views; what they view must outlive the
-// index. Names in any ASCII case are one key unless `foldCase` is false.
-// A name with its case-blind hash, for several look-ups of one name.
-struct FoldedName {
-    explicit FoldedName(std::string_view name) : text(name), hash(optionNameHash(name, true)) {}
-    std::string_view text;
-    std::size_t hash;
-};
-
-class NameIndex {
-public:
-    explicit NameIndex(bool foldsCase) : foldCase(foldsCase) {}
-
-    std::optional<std::size_t> find(std::string_view key) const {
-        if (used == 0 || key.size() > longestKey)
-            return std::nullopt;
-        return find(key, optionNameHash(key, foldCase));
-    }
-    // Of an index that folds case.
-    std::optional<std::size_t> find(const FoldedName& key) const { return find(key.text, key.hash); }
-
-    // Keeps an earlier value of the same key.
-    void insertIfAbsent(std::string_view key, std::size_t value);
-
-private:
-    std::optional<std::size_t> find(std::string_view key, std::size_t hash) const {
-        if (used == 0 || key.size() > longestKey)
-            return std::nullopt;
-        for (std::size_t at = hash & (slots.size() - 1);; at = (at + 1) & (slots.size() - 1)) {
-            const Slot& slot = slots[at];
-            if (slot.key.data() == nullptr)
-                return std::nullopt;
-            if (slot.hash == hash && (foldCase ? sameOptionName(slot.key, key) : slot.key == key))
-                return slot.value;
-        }
-    }
-
-    struct Slot {
-        std::string_view key;  // a null data() marks a free slot
-        std::size_t hash;
-        std::size_t value;
-    };
-    void place(const Slot& slot);
-
-    bool foldCase;
-    std::size_t used = 0;
-    std::size_t longestKey = 0;  // a longer key is missed at once (and short names are short)
-    std::vector<Slot> slots;
-};
-
 // ---- Rows
-
-template <typename Value>
-struct OptionRow {
-    OptionRow(bool isPersistent, std::string optionName, std::string optionShortName, Value defaultVal)
-        : persistent(isPersistent),
-          name(std::move(optionName)),
-          shortName(std::move(optionShortName)),
-          defaultValue(std::move(defaultVal)) {}
-
-    bool persistent;
-    std::string name;
-    std::string shortName;  // one letter or empty; only the textual access honours it
-    Value defaultValue;
-};
-
-using IntOption = OptionRow<std::int32_t>;
-using RealOption = OptionRow<double>;
-using StringOption = OptionRow<std::string>;
-using BoolOption = OptionRow<bool>;
-
-// The built-in catalogue, in its listed order; read only by the build.
-extern const std::vector<IntOption> builtinIntOptions;
-extern const std::vector<RealOption> builtinRealOptions;
-extern const std::vector<StringOption> builtinStringOptions;
-extern const std::vector<BoolOption> builtinBoolOptions;
 
 // What the last read of a row saw, to log a value only when it changes.
 // Integer, real and boolean rows may be read by several threads at once: the
@@ -294,18 +147,6 @@ private:
 
 // ---- The store
 
-// The registry of the FOX application object, where the current values live.
-FX::FXSettings& settingsStore();
-
-// The integer option whose value is process-wide, not a registry entry.
-inline constexpr std::string_view programTypeName = "DvProgramType";
-
-// Settings sections, one per table.
-inline constexpr const char* intSection = "Integer";
-inline constexpr const char* realSection = "Real";
-inline constexpr const char* stringSection = "String";
-inline constexpr const char* boolSection = "Boolean";
-
 class OptionStore {
 public:
     OptionStore();
@@ -353,8 +194,21 @@ public:
     };
     std::optional<TextualRow> findTextual(const Resolved& name, bool stringShortNamesFoldCase) const;
 
-    // Writes the defaults back to the settings (all rows, or the transient
-    // ones only) and tells the options recorder every row's default.
+    // Calls `use` with the row `found` names, whatever its table.
+    template <typename Use>
+    decltype(auto) withRow(const TextualRow& found, Use&& use) {
+        switch (found.table) {
+        case stringTable: return use(strings[found.index]);
+        case booleanTable: return use(booleans[found.index]);
+        case integerTable: return use(ints[found.index]);
+        case realTable:
+        case tableCount: break;
+        }
+        return use(reals[found.index]);
+    }
+
+    // Writes the defaults back to the entries (all rows, or the transient ones
+    // only) and tells the options recorder every row's default.
     void loadDefaults(bool transientOnly);
 
     OptionTable<std::int32_t> ints;
@@ -373,14 +227,6 @@ private:
     NameIndex meanings{true};  // to the entry in meaningEntries
     std::deque<NameMeaning> meaningEntries;
 };
-
-// assignOption without a copy of the name: `name` views the row's own name or
-// the given one (or its current name), which outlive the call.
-struct TextAssignment {
-    AssignStatus status;
-    std::string_view name;
-};
-TextAssignment assignText(std::string_view name, std::string_view value);
 
 // The store of the process, made at its first use: a module may register
 // options from its static initialisation.

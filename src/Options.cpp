@@ -2,14 +2,17 @@
 
 #include <dv/env/StampLog.h>
 
+#include "NumberText.h"
+#include "OptionEntry.h"
 #include "OptionStore.h"
 #include "OptionsRecorder.h"
 
 #include <fx.h>
 
-#include <atomic>
-#include <cstdio>
 #include <iostream>
+#include <locale>
+#include <sstream>
+#include <type_traits>
 #include <utility>
 
 namespace dv::env {
@@ -18,14 +21,23 @@ namespace {
 
 using namespace internal;
 
-std::atomic<std::int32_t> programType{0};
-
+// A value as the log shows it: as std::clog would with its own precision and
+// notation, but with a point and without digit grouping whatever its locale,
+// so that a log reads the same on every desktop. Booleans show as 1 or 0.
 template <typename Value>
 const Value& loggable(const Value& value) {
     return value;
 }
-// Booleans go to the log as 1 or 0.
 int loggable(bool value) { return value ? 1 : 0; }
+std::string loggable(std::int32_t value) { return decimalText(value).c_str(); }
+std::string loggable(double value) {
+    std::ostringstream text;
+    text.imbue(std::locale::classic());
+    text.flags(std::clog.flags());
+    text.precision(std::clog.precision());
+    text << value;
+    return text.str();
+}
 
 // The duties of every typed read: log a value the row has not shown before, and
 // note the read in the recorder if asked to.
@@ -37,57 +49,37 @@ void noteRead(StoredOption<Value>& row, const Value& value, std::string_view spe
         optionsRecorderInstance()->record(spelledName, ConfigValue(std::in_place_type<Value>, value));
 }
 
-// The row a typed access means: the one of that name, ignoring case, or row 0
-// for a name that no row has.
 template <typename Value>
-StoredOption<Value>& rowFor(OptionTable<Value>& table, std::string_view name) {
+Value typedRead(OptionTable<Value>& table, std::string_view name, bool record) {
     optionStore().build();
-    return table.rowForTypedAccess(name);
+    // The row of that name, ignoring case, or row 0 for a name that no row has.
+    StoredOption<Value>& row = table.rowForTypedAccess(name);
+    Value value = readEntry(row);
+    noteRead(row, value, name, record);
+    return value;
 }
 
-template <typename Value>
-StoredOption<Value>* knownRow(OptionTable<Value>& table, std::string_view name) {
+template <typename Value, typename Given>
+void typedWrite(OptionTable<Value>& table, std::string_view name, const Given& value) {
     optionStore().build();
-    const auto index = table.findName(name);
-    return index ? &table[*index] : nullptr;
-}
-
-std::string realText(double value) {
-    char text[512];  // "%f" of the largest double has 316 digits
-    std::snprintf(text, sizeof text, "%f", value);
-    return text;
+    if (const auto index = table.findName(name))
+        writeEntry(table[*index], value);
 }
 
 }  // namespace
 
 std::int32_t getOptionInt(std::string_view name, bool record) {
-    if (name == programTypeName)
-        return programType.load(std::memory_order_relaxed);
-    auto& row = rowFor(optionStore().ints, name);
-    const std::int32_t value = settingsStore().readIntEntry(intSection, row.name.c_str(), row.defaultValue);
-    noteRead(row, value, name, record);
-    return value;
+    if (isProgramType(name))
+        return programType();
+    return typedRead(optionStore().ints, name, record);
 }
 
-double getOptionReal(std::string_view name, bool record) {
-    auto& row = rowFor(optionStore().reals, name);
-    const double value = settingsStore().readRealEntry(realSection, row.name.c_str(), row.defaultValue);
-    noteRead(row, value, name, record);
-    return value;
-}
+double getOptionReal(std::string_view name, bool record) { return typedRead(optionStore().reals, name, record); }
 
-bool getOptionBoolean(std::string_view name, bool record) {
-    auto& row = rowFor(optionStore().booleans, name);
-    const bool value = settingsStore().readIntEntry(boolSection, row.name.c_str(), row.defaultValue ? 1 : 0) != 0;
-    noteRead(row, value, name, record);
-    return value;
-}
+bool getOptionBoolean(std::string_view name, bool record) { return typedRead(optionStore().booleans, name, record); }
 
 std::string getOptionString(std::string_view name, bool record) {
-    auto& row = rowFor(optionStore().strings, name);
-    std::string value = settingsStore().readStringEntry(stringSection, row.name.c_str(), row.defaultValue.c_str());
-    noteRead(row, value, name, record);
-    return value;
+    return typedRead(optionStore().strings, name, record);
 }
 
 bool getOption(std::string_view name, std::string& value, bool record) {
@@ -98,40 +90,33 @@ bool getOption(std::string_view name, std::string& value, bool record) {
         fxwarning("Unknown option: %.*s\n", static_cast<int>(name.size()), name.data());
         return false;
     }
-    switch (found->table) {
-    case OptionStore::stringTable: value = getOptionString(store.strings[found->index].name, record); break;
-    case OptionStore::booleanTable:
-        value = getOptionBoolean(store.booleans[found->index].name, record) ? "true" : "false";
-        break;
-    case OptionStore::integerTable: value = std::to_string(getOptionInt(store.ints[found->index].name, record)); break;
-    case OptionStore::realTable: value = realText(getOptionReal(store.reals[found->index].name, record)); break;
-    case OptionStore::tableCount: break;
-    }
+    value = store.withRow(*found, [record](const auto& row) -> std::string {
+        using Value = std::decay_t<decltype(row.defaultValue)>;
+        if constexpr (std::is_same_v<Value, std::string>)
+            return getOptionString(row.name, record);
+        else if constexpr (std::is_same_v<Value, bool>)
+            return getOptionBoolean(row.name, record) ? "true" : "false";
+        else if constexpr (std::is_same_v<Value, std::int32_t>)
+            return decimalText(getOptionInt(row.name, record)).c_str();
+        else
+            return sixDecimalsText(getOptionReal(row.name, record));
+    });
     return true;
 }
 
 void setOptionInt(std::string_view name, std::int32_t value) {
-    if (name == programTypeName) {
-        programType.store(value, std::memory_order_relaxed);
-        return;
-    }
-    if (const auto* row = knownRow(optionStore().ints, name))
-        settingsStore().writeIntEntry(intSection, row->name.c_str(), value);
+    if (isProgramType(name))
+        setProgramType(value);
+    else
+        typedWrite(optionStore().ints, name, value);
 }
 
-void setOptionReal(std::string_view name, double value) {
-    if (const auto* row = knownRow(optionStore().reals, name))
-        settingsStore().writeRealEntry(realSection, row->name.c_str(), value);
-}
+void setOptionReal(std::string_view name, double value) { typedWrite(optionStore().reals, name, value); }
 
-void setOptionBoolean(std::string_view name, bool value) {
-    if (const auto* row = knownRow(optionStore().booleans, name))
-        settingsStore().writeIntEntry(boolSection, row->name.c_str(), value ? 1 : 0);
-}
+void setOptionBoolean(std::string_view name, bool value) { typedWrite(optionStore().booleans, name, value); }
 
 void setOptionString(std::string_view name, std::string_view value) {
-    if (const auto* row = knownRow(optionStore().strings, name))
-        settingsStore().writeStringEntry(stringSection, row->name.c_str(), std::string(value).c_str());
+    typedWrite(optionStore().strings, name, value);
 }
 
 bool testOption(std::string_view) { return FXApp::instance() != nullptr; }
@@ -139,6 +124,31 @@ bool testOption(std::string_view) { return FXApp::instance() != nullptr; }
 void recordOption(std::string_view name) {
     std::string scratch;
     getOption(name, scratch, true);
+}
+
+bool resetOption(std::string_view name) {
+    OptionStore& store = optionStore();
+    store.build();
+    const auto found = store.findTextual(store.resolve(name, true), true);
+    if (!found) {
+        fxwarning("Unknown option: %.*s\n", static_cast<int>(name.size()), name.data());
+        return false;
+    }
+    store.withRow(*found, [](const auto& row) { deleteEntry(row); });
+    return true;
+}
+
+void resetAllOptions() {
+    OptionStore& store = optionStore();
+    store.build();
+    const auto resetTable = [](const auto& table) {
+        for (const auto& row : table)
+            deleteEntry(row);
+    };
+    resetTable(store.strings);
+    resetTable(store.booleans);
+    resetTable(store.ints);
+    resetTable(store.reals);
 }
 
 }  // namespace dv::env

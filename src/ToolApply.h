@@ -2,7 +2,7 @@
 
 #include <dv/env/Options.h>
 
-#include "OptionStore.h"
+#include "OptionNames.h"
 
 #include <string>
 #include <string_view>

@@ -3,13 +3,10 @@
 #include <dv/env/Options.h>
 
 #include "OptionStore.h"
-#include "support/Command.h"
-#include "support/TempDir.h"
+#include "support/Locales.h"
 #include "support/TestApp.h"
 
 #include <gtest/gtest.h>
-
-#include <stdlib.h>
 
 #include <clocale>
 #include <locale>
@@ -157,10 +154,7 @@ TEST_F(Store, TextualLookUpAnswersAsTheScanAcrossTables) {
 // are still found in any case. The locale is made for the test by localedef.
 TEST_F(Store, NamesIgnoreTheProcessLocale) {
     const test::TempDir dir;
-    int status = -1;
-    test::commandOutput("localedef -i tr_TR -f UTF-8 '" + dir.path("tr_TR.UTF-8") + "' 2>&1", &status);
-    ASSERT_EQ(status, 0) << "localedef could not make tr_TR.UTF-8";
-    ::setenv("LOCPATH", dir.path("").c_str(), 1);
+    ASSERT_TRUE(test::makeLocale(dir, "tr_TR")) << "localedef could not make tr_TR.UTF-8";
     const std::locale turkish("tr_TR.UTF-8");
     ASSERT_NE(std::use_facet<std::ctype<wchar_t>>(turkish).toupper(L'i'), L'I') << "not a Turkish locale";
     const std::locale previous = std::locale::global(turkish);

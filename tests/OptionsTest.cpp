@@ -192,6 +192,45 @@ TEST_F(Options, LoadDefaultsResetsTransientRowsOrAllAndTellsTheRecorder) {
 
     optionStore().loadDefaults(false);
     EXPECT_EQ(getOptionInt("ToolArcPrecValue", false), 32);
+    // Defaults stored already are not written again: the registry stays unmodified.
+    registry().setModified(false);
+    optionStore().loadDefaults(false);
+    optionStore().loadDefaults(true);
+    EXPECT_FALSE(registry().isModified());
+    registry().deleteEntry("String", "DvImportFile");
+    optionStore().loadDefaults(true);
+    EXPECT_TRUE(registry().existingEntry("String", "DvImportFile"));
+}
+
+TEST_F(Options, ResetDeletesTheEntrySoTheDefaultAppliesAndLeavesOthersAlone) {
+    setOptionInt("ToolArcPrecValue", 64);
+    setOptionReal("DxfInScaling", 2.25);
+    setOptionString("DvImportFile", "in.gds");
+    setOptionBoolean("ToolConvertText", false);
+    registry().writeStringEntry("String", "HostsOwnKey", "kept");
+    EXPECT_TRUE(resetOption("dvarcprecvalue"));  // an old name, any case
+    EXPECT_TRUE(resetOption("i"));               // a short name
+    EXPECT_EQ(getOptionInt("ToolArcPrecValue", false), 32);
+    EXPECT_EQ(getOptionString("DvImportFile", false), "");
+    EXPECT_EQ(test::storedEntries(registry()),
+              "Boolean/ToolConvertText=0\nReal/DxfInScaling=2.25\nString/HostsOwnKey=kept\n");
+
+    // An option without an entry is not a change.
+    registry().setModified(false);
+    EXPECT_TRUE(resetOption("ToolArcPrecValue"));
+    EXPECT_FALSE(registry().isModified());
+
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(resetOption("NoSuchOption"));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Unknown option: NoSuchOption\n");
+
+    resetAllOptions();
+    EXPECT_EQ(test::storedEntries(registry()), "String/HostsOwnKey=kept\n");
+    EXPECT_TRUE(getOptionBoolean("ToolConvertText", false));
+    EXPECT_DOUBLE_EQ(getOptionReal("DxfInScaling", false), 1.0);
+    registry().setModified(false);
+    resetAllOptions();
+    EXPECT_FALSE(registry().isModified());
 }
 
 // Threads that make the first read of one row at once: the build happens once,

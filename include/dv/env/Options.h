@@ -25,6 +25,15 @@ namespace dv::env {
 //     int precision = dv::env::getOptionInt("ToolArcPrecValue", true);
 //     dv::env::setOptionBoolean("DxfOutFlatten", true);
 //
+// Numbers in option text always use a point, whatever the process's C and C++
+// locales: setOption and everything that ends in it read "1.5" as one and a
+// half, getOption writes "1.500000", and reals are kept in the registry the
+// same way. The library never sets the process's locale.
+//
+// Every write, typed or from text, skips an entry that already holds what it
+// would store: FOX writes the registry file at exit only when something
+// changed, so a run that changes nothing leaves the file untouched.
+//
 // Each read also writes a log line to std::clog the first time it sees an
 // option and whenever the value differs from the read before, and, with
 // `record` true, notes the value in `optionsRecorder()`.
@@ -75,6 +84,23 @@ DV_ENV_EXPORT bool testOption(std::string_view name);
 /// `getOption` and notes nothing.
 DV_ENV_EXPORT void recordOption(std::string_view name);
 
+/// Puts an option back to its built-in default by deleting its registry
+/// entry, so that a later release's default applies to it too. The name is
+/// resolved as `setOption` resolves it (any case, old names, short names).
+/// Returns false for an unknown name, after the warning "Unknown option: NAME"
+/// through fxwarning. An option without an entry is left alone, so the
+/// registry is not marked modified.
+///
+///     dv::env::resetOption("ToolArcPrecValue");   // reads 32 again
+///     dv::env::resetAllOptions();                 // every option
+DV_ENV_EXPORT bool resetOption(std::string_view name);
+
+/// Deletes the entries of every known option, in all four sections. Entries of
+/// names no option has are kept: they may belong to another part of the
+/// program. Unlike "DvLoadDefaults", which writes each default, this leaves
+/// the defaults to the library.
+DV_ENV_EXPORT void resetAllOptions();
+
 /// Assigns an option from text, the one road from a command line or a command
 /// file to the store. Returns true when the assignment was carried out, false
 /// when the name is unknown (after the warning "Unknown option: NAME" through
@@ -95,7 +121,9 @@ DV_ENV_EXPORT void recordOption(std::string_view name);
 /// Values: a string is stored as given. A boolean takes empty, "true" or "yes"
 /// for true and "false" or "no" for false (ignoring case), or a number read as
 /// by sscanf "%d" that must be 0 or 1. An integer takes "true" (1), "false"
-/// (0) or a number read as by "%d"; a real a number read as by "%lf". Leading
+/// (0) or a number read as by "%d"; a real a number read as by "%lf" in the C
+/// locale, with a point whatever the process's locale ("0x1p3", "inf" and
+/// "nan" too). Leading
 /// white space is skipped and whatever follows the number is ignored ("1.5mm"
 /// is 1.5). A number beyond the 32-bit range is rejected as invalid rather than
 /// wrapped or clamped.
