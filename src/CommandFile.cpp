@@ -1,3 +1,6 @@
+// Command files: parseCommandFile, the "[Dravik]" section read line by line
+// into setOption, with the chain of files that read each other.
+
 #include <dv/env/Options.h>
 
 #include "OptionNames.h"

@@ -1,3 +1,6 @@
+// The command line: parseCommandLine and the box for an argument that is no
+// option.
+
 #include <dv/env/Options.h>
 
 #include "OptionStore.h"

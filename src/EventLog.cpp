@@ -1,3 +1,6 @@
+// EventLog, the log of events that folds repeats of one message identifier
+// (declared beside Event in Event.h).
+
 #include <dv/env/Event.h>
 
 #include <dv/notelib/MessageFormatStream.h>

@@ -1,6 +1,8 @@
+// The built-in catalogue: the option rows, table by table.
+
 #include "OptionRow.h"
 
-// The built-in catalogue. Each table is in its listed order; the build copies
+// Each table is in its listed order; the build copies
 // it backwards, so the last row of each table gets the lowest index.
 
 namespace dv::env::internal {
