@@ -13,6 +13,7 @@
 #include <dv/env/OptionRegistration.h>
 #include <dv/env/Options.h>
 #include <dv/env/ProgramVersion.h>
+#include <dv/env/Settings.h>
 #include <dv/env/StampLog.h>
 #include <dv/env/Unit.h>
 #include <dv/env/VersionResource.h>
