@@ -22,9 +22,12 @@ cmake -S tests/package/consumer -B "$work/cmake" -G Ninja > /dev/null
 cmake --build "$work/cmake" > /dev/null
 "$work/cmake/consumer" "$helper"
 
-# The pkg-config file's directories, however spelled, hold the headers and
-# the library (a prefix counted wrongly under multiarch would not).
+# The pkg-config file's directories hold the headers and the library, and
+# the system's own folders are dropped, as for Debian's own packages.
 flags=$(pkg-config --cflags --libs dvenv2)
+case " $flags " in
+  *" -I/usr/include "*|*" -L/usr/lib/"*|*/../*) echo "FAIL: pkg-config gives the system's folders: $flags"; exit 1 ;;
+esac
 for flag in $flags; do
   case $flag in
     -I*) [ -e "$(realpath -m "${flag#-I}")/dv/env.h" ] || [ -e "${flag#-I}/fx.h" ] ||
