@@ -1,14 +1,13 @@
 #include "CrashFilter.h"
 
 #include <dv/env/AppLog.h>
-#include <dv/env/StampLog.h>
 
 #include "Base64.h"
-#include "HexField.h"
 #include "platform/Dialogs.h"
 #include "platform/Files.h"
 #include "platform/Mail.h"
 
+#include <cstring>
 #include <iostream>
 
 namespace dv::env::internal {
@@ -20,6 +19,72 @@ constexpr const char* logUnit = "AppLog";
 
 constexpr std::size_t dumpBlock = 54;  // bytes of the dump per line: 72 characters
 
+// One line built in a buffer of its own and handed to the log's buffer whole:
+// the stream's flags, fill and width belong to every thread that writes to
+// it, and its own formatting could take a lock of the locale. What does not
+// fit is cut off.
+class LogLine {
+public:
+    // A line with the stamp of this file's `sourceLine`, as StampLog writes it.
+    explicit LogLine(int sourceLine) {
+        padded(logUnit, 16);
+        append(":");
+        char digits[12];
+        padded(decimal(static_cast<std::uint32_t>(sourceLine), digits), 4);
+        append("   ");
+    }
+    LogLine(const char* text, std::size_t length) { append(text, length); }
+
+    LogLine& append(const char* text) { return append(text, std::strlen(text)); }
+    LogLine& append(const char* text, std::size_t length) {
+        const std::size_t room = sizeof(buffer) - 1 - used;  // one kept for the line end
+        const std::size_t part = length < room ? length : room;
+        std::memcpy(buffer + used, text, part);
+        used += part;
+        return *this;
+    }
+    // Eight lower-case hexadecimal digits, zero-filled: codes as support
+    // staff read them.
+    LogLine& hex8(std::uint32_t value) {
+        char digits[8];
+        for (int i = 7; i >= 0; --i, value >>= 4)
+            digits[i] = "0123456789abcdef"[value & 0xf];
+        return append(digits, sizeof(digits));
+    }
+    LogLine& number(std::uint32_t value) {
+        char digits[12];
+        return append(decimal(value, digits));
+    }
+
+    // Adds the line end and flushes, as std::endl would.
+    void write() {
+        buffer[used++] = '\n';
+        if (std::streambuf* log = std::clog.rdbuf()) {
+            log->sputn(buffer, static_cast<std::streamsize>(used));
+            log->pubsync();
+        }
+    }
+
+private:
+    static const char* decimal(std::uint32_t value, char (&digits)[12]) {
+        char* at = digits + sizeof(digits) - 1;
+        *at = '\0';
+        do
+            *--at = static_cast<char>('0' + value % 10);
+        while (value /= 10);
+        return at;
+    }
+    void padded(const char* text, std::size_t width) {
+        const std::size_t length = std::strlen(text);
+        append(text, length);
+        for (std::size_t i = length; i < width; ++i)
+            append(" ", 1);
+    }
+
+    char buffer[platform::pathCapacity + 128];
+    std::size_t used = 0;
+};
+
 void logDump(const platform::Fault& fault) {
     platform::Files& files = platform::files();
     const platform::FileHandle dump = files.createScratchFile("Dravik.DMP");
@@ -30,43 +95,73 @@ void logDump(const platform::Fault& fault) {
         return;
     }
     files.rewindFile(dump);
-    std::clog << StampLog(logUnit, __LINE__) << "Memory Mini-Dump Begin" << std::endl;
+    LogLine(__LINE__).append("Memory Mini-Dump Begin").write();
     unsigned char block[dumpBlock];
     char line[base64LineLength + 1];
     for (;;) {
         const std::ptrdiff_t size = files.readFile(dump, block, sizeof(block));
         if (size < 0)
             break;
-        base64Encode(block, static_cast<std::size_t>(size), line);
         // A short last block, even an empty one, still makes its line.
-        std::clog << line << std::endl;
+        const std::ptrdiff_t length = base64Encode(block, static_cast<std::size_t>(size), line);
+        LogLine(line, length > 0 ? static_cast<std::size_t>(length) : 0).write();
         if (static_cast<std::size_t>(size) < sizeof(block))
             break;
     }
-    std::clog << StampLog(logUnit, __LINE__) << "Memory Mini-Dump End" << std::endl;
+    LogLine(__LINE__).append("Memory Mini-Dump End").write();
     files.closeFile(dump);
 }
 
-void onFault(const platform::Fault& fault) { crashFilter(fault); }
+void onFault(const platform::Fault& fault) { crashFilter(fault, processReportLatch()); }
 
 }  // namespace
 
-long crashFilter(const platform::Fault& fault) {
-    platform::faults().reportToSystem(fault);
+ReportLatch::Claim ReportLatch::claim(std::uint64_t thread) noexcept {
+    std::uint64_t holder = 0;
+    if (owner.compare_exchange_strong(holder, thread))
+        return Claim::first;
+    return holder == thread ? Claim::again : Claim::later;
+}
+
+ReportLatch& processReportLatch() {
+    static ReportLatch latch;  // constant-initialised: no guard, safe in the handler
+    return latch;
+}
+
+void beginFatalReport() {
+    platform::Faults& faults = platform::faults();
+    if (processReportLatch().claim(faults.currentThread()) == ReportLatch::Claim::later)
+        faults.waitForEnd(nullptr);
+}
+
+long crashFilter(const platform::Fault& fault, ReportLatch& latch) {
+    platform::Faults& faults = platform::faults();
+    switch (latch.claim(faults.currentThread())) {
+    case ReportLatch::Claim::first:
+        break;
+    case ReportLatch::Claim::again:
+        return 1;
+    case ReportLatch::Claim::later:
+        faults.waitForEnd(&fault);
+    }
+    // Before the first line: no other thread writes inside the report.
+    faults.holdOtherThreads(fault);
+    faults.reportToSystem(fault);
 
     const platform::DelayLoadFailure* failure = fault.delayLoad;
     if (fault.code == delayLoadModuleNotFound && failure) {
-        std::clog << StampLog(logUnit, __LINE__) << "Unable to delay-load DLL: " << failure->library << " (error "
-                  << Hex8{failure->error} << ")" << std::endl;
+        LogLine(__LINE__).append("Unable to delay-load DLL: ").append(failure->library).append(" (error ")
+            .hex8(failure->error).append(")").write();
     } else if (fault.code == delayLoadProcedureNotFound && failure) {
-        std::clog << StampLog(logUnit, __LINE__) << "Unable to delay-load DLL: " << failure->library << "/ Proc: ";
+        LogLine line(__LINE__);
+        line.append("Unable to delay-load DLL: ").append(failure->library).append("/ Proc: ");
         if (failure->importByName)
-            std::clog << failure->procedureName;
+            line.append(failure->procedureName);
         else
-            std::clog << failure->ordinal;
-        std::clog << " (error " << Hex8{failure->error} << ")" << std::endl;
+            line.number(failure->ordinal);
+        line.append(" (error ").hex8(failure->error).append(")").write();
     } else {
-        std::clog << StampLog(logUnit, __LINE__) << "Unhandled exception: " << Hex8{fault.code} << std::endl;
+        LogLine(__LINE__).append("Unhandled exception: ").hex8(fault.code).write();
         logDump(fault);
     }
 

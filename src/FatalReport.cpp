@@ -1,6 +1,7 @@
 #include "FatalReport.h"
 
 #include "AppLogPath.h"
+#include "CrashFilter.h"
 #include "platform/Dialogs.h"
 
 #include <fx.h>
@@ -12,6 +13,9 @@
 namespace dv::env::internal {
 
 void fatalReport(const StampLog& stamp, std::string_view text) {
+    // The reason goes to the log and the screen; the end that follows is no
+    // crash, and the crash filter leaves it alone.
+    beginFatalReport();
     if (!logPath().empty())
         std::clog << stamp << text << std::endl;
     const std::string whole(text);

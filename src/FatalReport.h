@@ -14,7 +14,10 @@ namespace dv::env::internal {
 // Writes `text` (one line, no line end) to std::clog with `stamp` once the
 // application log has been redirected to a file (before that std::clog is
 // standard error, where fxerror writes it anyway), shows it in an error
-// dialog where a display can be opened, then reports it through fxerror.
+// dialog where a display can be opened, then reports it through fxerror,
+// which ends the process: by SIGABRT on Linux, with no crash report of the
+// filter's (no diagnosis, no dump, no question). While another thread's crash
+// is being reported, waits for the end instead.
 [[noreturn]] void fatalReport(const StampLog& stamp, std::string_view text);
 
 }  // namespace dv::env::internal

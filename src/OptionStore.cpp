@@ -1,6 +1,7 @@
 #include "OptionStore.h"
 
 #include "OptionsRecorder.h"
+#include "SettingsSnapshot.h"
 
 #include <dv/env/Options.h>
 
@@ -229,6 +230,10 @@ void OptionStore::loadDefaults(bool transientOnly) {
     }
 }
 
-FXSettings& settingsStore() { return FXApp::instance()->reg(); }
+FXSettings& settingsStore() {
+    FXApp& app = *FXApp::instance();
+    noteSettingsAccess(app);
+    return app.reg();
+}
 
 }  // namespace dv::env::internal

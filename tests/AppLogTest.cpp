@@ -1,11 +1,13 @@
 #include <dv/env/AppLog.h>
 
+#include "platform/Files.h"
 #include "platform/System.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
 
 #include <stdlib.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -52,6 +54,44 @@ TEST(AppLogFile, AppendsBelowFiveMebibytesEmptiesAtFiveDropsWhatItCannotOpenAndG
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(written), {}), separator + "first\n" + separator + "second\n");
     EXPECT_EQ(before.str(), "after");
     EXPECT_EQ(AppLog::getLogPath(), missing);  // as given
+}
+
+unsigned modeOf(const std::string& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
+}
+
+// A log may come to hold a memory dump: one the AppLog creates is its user's
+// alone, whatever the umask; one that exists keeps its owner's mode, appended
+// to or emptied.
+TEST(AppLogFile, ANewLogIsPrivateAnExistingOneKeepsItsMode) {
+    const test::TempDir dir;
+    const mode_t umaskBefore = ::umask(022);
+    const std::string fresh = dir.path("fresh.log");
+    const std::string shared = dir.write("shared.log", ""), large = dir.write("large.log", "");
+    ::chmod(shared.c_str(), 0644);
+    ::chmod(large.c_str(), 0644);
+    fs::resize_file(large, 5242880);
+    std::ostringstream sink;
+    std::ostream stream(sink.rdbuf());
+    {
+        AppLog log(stream);
+        for (const std::string& path : {fresh, shared, large}) {
+            log.redirectToFile(path.c_str());
+            log.logOsInfo();
+        }
+    }
+    ::umask(umaskBefore);
+    EXPECT_EQ(modeOf(fresh), 0600u);
+    EXPECT_EQ(modeOf(shared), 0644u);
+    EXPECT_EQ(modeOf(large), 0644u);
+    EXPECT_LT(fs::file_size(large), 5242880u);
+
+    // The mail road's copy of the log is as private, an earlier copy too.
+    const std::string copy = dir.write("Dravik 9 Log.txt", "old");
+    ::chmod(copy.c_str(), 0644);
+    EXPECT_TRUE(platform::files().copyFile(fresh.c_str(), copy.c_str()));
+    EXPECT_EQ(modeOf(copy), 0600u);
 }
 
 // The lines of a report, each checked for the stamp of AppLog and cut behind it.

@@ -1,7 +1,8 @@
 // A program that builds its AppLog like the application does and then fails
 // for real, in a function of known name, as its argument says:
-//   CrashChild LOG null-main | null-thread | abort | overflow | overflow-thread | uncaught
-//                  | divide | trap | typo | threads | refused-read | filter-fault | filter-abort
+//   CrashChild LOG null-main | null-thread | abort | overflow | overflow-thread | overflow-pthread
+//                  | overflow-early | uncaught | divide | trap | typo | threads | refused-read
+//                  | filter-fault | filter-abort | abort-filter-fault | together-2 | together-8 | busy-log
 
 #include <dv/env/AppLog.h>
 #include <dv/env/Options.h>
@@ -25,9 +26,11 @@
 #include <iterator>
 #include <cstring>
 #include <iostream>
+#include <mutex>
 #include <stdexcept>
 #include <streambuf>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -114,6 +117,65 @@ void refuseVmReads() {
     reinterpret_cast<void (*)()>(code)();
 }
 
+// Threads that fault at the same moment, each in the same named function.
+// They block every signal but the faults' own, so none is held before its
+// fault, however the threads are scheduled: each shows in the dump as its
+// fault left it.
+std::atomic<int> ready{0};
+
+[[gnu::noinline]] void faultTogether(int threads) {
+    sigset_t blocked;
+    sigfillset(&blocked);
+    for (const int fault : {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT})
+        sigdelset(&blocked, fault);
+    ::pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
+    ready.fetch_add(1);
+    while (ready.load() < threads) {
+    }
+    *nowhere = 3;
+}
+
+void faultOnThreadsAtOnce(int threads) {
+    std::vector<std::thread> started;
+    for (int i = 0; i < threads; ++i)
+        started.emplace_back(faultTogether, threads);
+    for (std::thread& thread : started)
+        thread.join();
+}
+
+// Workers that write numbered lines to the log without pause, under a lock of
+// their own as a host's would, while the main thread faults.
+void faultWhileOthersLog() {
+    static std::mutex logLock;
+    constexpr int workers = 4;
+    std::atomic<int> writing{0};
+    for (int i = 0; i < workers; ++i)
+        std::thread([&writing] {
+            writing.fetch_add(1);
+            for (unsigned long line = 1000;; ++line) {
+                const std::lock_guard<std::mutex> hold(logLock);
+                std::clog << dv::env::StampLog("Worker", 12) << "line " << line << " of " << 255 << std::endl;
+            }
+        }).detach();
+    while (writing.load() < workers) {
+    }
+    ::usleep(2000);
+    writeThroughNullOnMainThread();
+}
+
+void* recurseOnCThread(void*) { return reinterpret_cast<void*>(static_cast<std::intptr_t>(recurseWithoutEnd(0))); }
+
+// A thread that exists before the AppLog and prepares itself once it does.
+std::atomic<bool> logBuilt{false};
+
+void overflowOnEarlyThread() {
+    while (!logBuilt.load()) {
+    }
+    dv::env::AppLog::prepareThread();
+    dv::env::AppLog::prepareThread();  // a second call is harmless
+    recurseWithoutEnd(0);
+}
+
 volatile int zero = 0;
 volatile int dividend = 7;
 
@@ -141,11 +203,15 @@ private:
 int main(int argc, char** argv) {
     if (argc != 3)
         return 2;
+    const char* how = argv[2];
+    std::thread early;
+    if (std::strcmp(how, "overflow-early") == 0)
+        early = std::thread(overflowOnEarlyThread);
     dv::env::AppLog log(std::clog);
     log.redirectToFile(argv[1]);
+    logBuilt.store(true);
     std::clog << dv::env::StampLog(__FILE__, __LINE__) << "about to fail: " << argv[2] << std::endl;
 
-    const char* how = argv[2];
     if (std::strcmp(how, "null-main") == 0) {
         writeThroughNullOnMainThread();
     } else if (std::strcmp(how, "null-thread") == 0) {
@@ -155,10 +221,17 @@ int main(int argc, char** argv) {
     } else if (std::strcmp(how, "overflow") == 0) {
         return recurseWithoutEnd(0);
     } else if (std::strcmp(how, "overflow-thread") == 0) {
-        std::thread([] {
-            dv::env::AppLog::prepareThread();
-            recurseWithoutEnd(0);
-        }).join();
+        std::thread([] { recurseWithoutEnd(0); }).join();
+    } else if (std::strcmp(how, "overflow-pthread") == 0) {
+        pthread_t thread;
+        if (::pthread_create(&thread, nullptr, recurseOnCThread, nullptr) == 0)
+            ::pthread_join(thread, nullptr);
+    } else if (std::strcmp(how, "overflow-early") == 0) {
+        early.join();
+    } else if (std::strncmp(how, "together-", 9) == 0) {
+        faultOnThreadsAtOnce(std::atoi(how + 9));
+    } else if (std::strcmp(how, "busy-log") == 0) {
+        faultWhileOthersLog();
     } else if (std::strcmp(how, "uncaught") == 0) {
         std::thread(throwWithoutCatch).join();
     } else if (std::strcmp(how, "divide") == 0) {
@@ -174,9 +247,13 @@ int main(int argc, char** argv) {
     } else if (std::strcmp(how, "refused-read") == 0) {
         refuseVmReads();
         jumpPastTheEndOfAFile();
-    } else if (std::strncmp(how, "filter-", 7) == 0) {
+    } else if (std::strstr(how, "filter-")) {
+        // "filter-fault", "filter-abort": a null write, then the filter fails;
+        // "abort-filter-fault": an abort, then the filter faults.
         static FailingBuffer failing(std::strcmp(how, "filter-abort") == 0);
         std::clog.rdbuf(&failing);
+        if (std::strncmp(how, "abort-", 6) == 0)
+            abortInNamedFunction();
         writeThroughNullOnMainThread();
     }
     return 3;

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iomanip>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -30,7 +31,10 @@ std::string encode(const Bytes& bytes) {
 // record of what the filter asked for.
 class FakeSystem final : public platform::Faults, public platform::Dialogs, public platform::Mail, public test::SystemFiles {
 public:
+    struct WaitedForEnd {};
+
     Bytes dump;
+    std::uint64_t thread = 41;
     bool canCreate = true, canWrite = true, answer = false;
     std::size_t failReadAfter = SIZE_MAX;  // bytes read before a read fails
     std::vector<std::string> calls;
@@ -39,6 +43,13 @@ public:
     void installHandler(platform::FaultHandler) override {}
     void prepareThread() override {}
     void reportToSystem(const platform::Fault&) override { calls.push_back("report"); }
+    std::uint64_t currentThread() override { return thread; }
+    void holdOtherThreads(const platform::Fault&) override { calls.push_back("hold"); }
+    // The filter's later faults never come back: the test sees them as a throw.
+    [[noreturn]] void waitForEnd(const platform::Fault* fault) override {
+        calls.push_back(fault ? "wait" : "wait without fault");
+        throw WaitedForEnd{};
+    }
     platform::FileHandle createScratchFile(const char*) override {
         return calls.push_back("create"), canCreate ? scratch : platform::FileHandle::none;
     }
@@ -81,7 +92,8 @@ protected:
     // Runs the filter on a fresh log and gives its lines, stamps cut off.
     Lines run(const platform::Fault& fault) {
         log.reset();
-        EXPECT_EQ(crashFilter(fault), 1);
+        ReportLatch latch;
+        EXPECT_EQ(crashFilter(fault, latch), 1);
         Lines lines;
         std::istringstream in(log.text());
         for (std::string line; std::getline(in, line);)
@@ -110,7 +122,7 @@ TEST_F(CrashFilterLog, FaultWritesTheCodeTheDumpBetweenMarkersAndAsks) {
     dumpOf(108);  // a multiple of 54 bytes ends in an empty block
     EXPECT_EQ(run(platform::Fault{0xc0000005}), (Lines{"Unhandled exception: c0000005", "Memory Mini-Dump Begin",
                                                    lineOf(0, 54), lineOf(54, 108), "raw ", "Memory Mini-Dump End"}));
-    EXPECT_EQ(system.calls, (Lines{"report", "create", "write", "rewind", "close", "ask"}));
+    EXPECT_EQ(system.calls, (Lines{"hold", "report", "create", "write", "rewind", "close", "ask"}));
     EXPECT_EQ(system.title, "Dravik Error");
     EXPECT_EQ(system.question,
               "Dravik has encountered a problem a needs to close.\nWe are sorry for the inconvenience.\n\n"
@@ -121,9 +133,53 @@ TEST_F(CrashFilterLog, FaultWritesTheCodeTheDumpBetweenMarkersAndAsks) {
     EXPECT_EQ(run(platform::Fault{0xc0000094}), (Lines{"Unhandled exception: c0000094", "Memory Mini-Dump Begin",
                                                    lineOf(0, 54), lineOf(54, 108), lineOf(108, 110),
                                                    "Memory Mini-Dump End"}));
-    // The stream is decimal again after the hex code.
-    std::clog << StampLog("Next.cpp", 1036) << 255 << std::endl;
-    EXPECT_NE(log.text().find("\nNext            :1036   255\n"), std::string::npos) << log.text();
+}
+
+// The filter formats in buffers of its own: another thread's way of writing
+// numbers into the shared stream is what it was.
+TEST_F(CrashFilterLog, LeavesTheStreamsFormattingAsItWas) {
+    system.canCreate = false;
+    const std::ios::fmtflags saved = std::clog.flags();
+    std::clog << std::uppercase << std::showbase << std::oct << std::internal << std::setfill('#') << std::setw(9);
+    const std::ios::fmtflags before = std::clog.flags();
+    EXPECT_EQ(run(platform::Fault{0xc00000fd}), Lines{"Unhandled exception: c00000fd"});
+    EXPECT_EQ(std::clog.flags(), before);
+    EXPECT_EQ(std::clog.fill(), '#');
+    EXPECT_EQ(std::clog.width(), 9);
+    std::ostringstream alike;
+    alike << std::uppercase << std::showbase << std::oct << std::internal << std::setfill('#') << std::setw(9) << 8;
+    std::clog << 8 << std::endl;
+    EXPECT_NE(log.text().find("\n" + alike.str() + "\n"), std::string::npos) << log.text();
+    std::clog.flags(saved);
+    std::clog.fill(' ');
+    std::clog.width(0);
+}
+
+// The first thread whose fault reaches the filter reports; a later one waits
+// for the end without a line, and the reporter's own second fault (its fatal
+// report's end, or a fault inside the filter) passes silently.
+TEST_F(CrashFilterLog, OnlyTheFirstFaultingThreadReports) {
+    ReportLatch latch;
+    EXPECT_EQ(latch.claim(7), ReportLatch::Claim::first);
+    EXPECT_THROW(crashFilter(platform::Fault{0xc0000005}, latch), FakeSystem::WaitedForEnd);
+    EXPECT_EQ(system.calls, Lines{"wait"});
+    system.thread = 7;
+    EXPECT_EQ(crashFilter(platform::Fault{0xc0000005}, latch), 1);
+    EXPECT_EQ(system.calls, Lines{"wait"});
+    EXPECT_EQ(latch.claim(7), ReportLatch::Claim::again);
+    EXPECT_EQ(log.text(), "");
+}
+
+// A fatal report claims the process's latch: its own end is no crash, and a
+// fatal report of another thread while one is under way waits for the end.
+TEST_F(CrashFilterLog, AFatalReportsEndIsNoCrash) {
+    beginFatalReport();
+    EXPECT_EQ(crashFilter(platform::Fault{0x40000015}, processReportLatch()), 1);
+    EXPECT_TRUE(system.calls.empty());
+    system.thread = 42;
+    EXPECT_THROW(beginFatalReport(), FakeSystem::WaitedForEnd);
+    EXPECT_EQ(system.calls, Lines{"wait without fault"});
+    EXPECT_EQ(log.text(), "");
 }
 
 // Without a dump there are no markers, but the code is written in eight hex
@@ -139,14 +195,14 @@ TEST_F(CrashFilterLog, NoDumpFileOrFailedDumpWritesOnlyTheCodeAndAsks) {
         EXPECT_EQ(run(platform::Fault{code}), Lines{line});
     EXPECT_TRUE(std::clog.flags() & std::ios::uppercase && std::clog.flags() & std::ios::showbase);
     std::clog.flags(saved);
-    EXPECT_EQ(system.calls, (Lines{"report", "create", "ask", "report", "create", "ask", "report", "create", "ask"}));
+    EXPECT_EQ(system.calls, (Lines{"hold", "report", "create", "ask", "hold", "report", "create", "ask", "hold", "report", "create", "ask"}));
 
     system.calls.clear();
     system.canCreate = true;
     system.canWrite = false;
     system.answer = true;
     EXPECT_EQ(run(platform::Fault{0xc0000005}).size(), 1u);
-    EXPECT_EQ(system.calls, (Lines{"report", "create", "write", "close", "ask", "mail"}));
+    EXPECT_EQ(system.calls, (Lines{"hold", "report", "create", "write", "close", "ask", "mail"}));
     EXPECT_EQ(system.subject, "Error Report");
     EXPECT_EQ(system.body, "Dravik Error Report (attached).");
 }

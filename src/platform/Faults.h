@@ -35,27 +35,48 @@ class Faults {
 public:
     // Makes `handler` run on the faulting thread for every fatal fault of any
     // thread, for the rest of the process; a second call only changes the
-    // handler. The calling thread is prepared as by `prepareThread`. When the
-    // handler returns, the
-    // process ends by the fault's own default course (a core dump where the
-    // system keeps them); a fault inside the handler ends the process the
-    // same way at once.
+    // handler. The calling thread is prepared as by `prepareThread`, and so
+    // is every thread started after it where the system allows (see
+    // `prepareThread`). When the handler returns, the process ends by the
+    // fault's own default course (a core dump where the system keeps them); a
+    // fault inside the handler ends the process at once by the course of the
+    // thread's first fault, with no second run of the handler.
     virtual void installHandler(FaultHandler handler) = 0;
 
     // Gives the calling thread what the handler needs to run on it after a
     // stack overflow of that thread (an alternate stack), for as long as the
-    // thread lives. Harmless when called again, or before any handler is
-    // installed.
+    // thread lives. Threads started after `installHandler` need no call
+    // where the backend can give it to them as they start; threads that
+    // existed before do. Harmless when called again, or before any handler
+    // is installed.
     virtual void prepareThread() = 0;
 
     // Offers the fault to the system's own fault reporting.
     virtual void reportToSystem(const Fault& fault) = 0;
 
+    // The calling thread as the system numbers it; never 0. Safe inside the
+    // fault handler.
+    virtual std::uint64_t currentThread() = 0;
+
+    // Stops every other thread of the process where it is, for good: they
+    // stay stopped until the process ends, so none of them writes to the log
+    // while the report is written. A thread that cannot be stopped within
+    // 100 ms is passed over. Runs on the faulting thread inside the handler:
+    // no heap memory, no lock. Harmless when called again.
+    virtual void holdOtherThreads(const Fault& fault) = 0;
+
+    // Never returns: the calling thread waits until the process ends. With
+    // `fault` (a fault that came after another thread's), a dump written
+    // meanwhile shows the thread as that fault left it, its own frames
+    // visible. Safe inside the fault handler.
+    [[noreturn]] virtual void waitForEnd(const Fault* fault) = 0;
+
     // Writes a dump of the running process into the open, empty scratch file
     // `file`: every thread that can be had, the faulting one first, and the
-    // fault. Other threads are held only while it is written. Runs on the
-    // faulting thread inside the handler: no heap memory, no lock. False if
-    // the dump could not be written whole.
+    // fault. The other threads are held as by `holdOtherThreads` (first, if
+    // that has not been called) and stay held. Runs on the faulting thread
+    // inside the handler: no heap memory, no lock. False if the dump could
+    // not be written whole.
     virtual bool writeDump(FileHandle file, const Fault& fault) = 0;
 
 protected:

@@ -31,10 +31,28 @@ namespace dv::env {
 /// Error"; with neither display nor terminal the question and the answer No go
 /// to standard error), and
 /// mails the log if so (`emailLog`); then the process ends by the fault's
-/// default course. The thread that builds the `AppLog` and every thread the
-/// library starts get an alternate stack for the handler, so that even a
-/// stack overflow there is reported; a host gives one to each of its own
-/// threads with `prepareThread`.
+/// default course. The thread that builds the `AppLog` and every thread
+/// started after it, by any means, get an alternate stack for the handler as
+/// they start, so that even a stack overflow there is reported; a thread that
+/// ran before the first `AppLog` existed needs `prepareThread`.
+///
+/// A fatal report (a bad option value, see `setOption`) is not a crash: its
+/// reason is logged and shown, fxerror ends the process, and the handler
+/// writes nothing and asks nothing.
+///
+/// When several threads fail, the first whose fault reaches the handler
+/// reports, once: one diagnosis, one dump, one question, one mail. Every other
+/// thread is stopped before the diagnosis and stays stopped until the process
+/// ends, so no other thread's line lands inside the report (a line another
+/// thread had half written may stand just before the diagnosis), and the
+/// stream's flags, fill and width stay as they were. A thread that faults
+/// meanwhile waits for the end and shows in the dump at its own fault; one
+/// that blocks every signal cannot be stopped and is missing from the dump. A
+/// fault inside the handler ends the process at once by the first fault's
+/// signal, with what the log already holds.
+///
+/// The dump holds fragments of what the process's stacks held: a log file
+/// that `redirectToFile` creates is readable by its user alone.
 class DV_ENV_EXPORT AppLog {
 public:
     /// Works on `stream`, which must outlive the `AppLog`. Nothing is
@@ -55,8 +73,11 @@ public:
     ///     std::clog << dv::env::StampLog(__FILE__, __LINE__) << "ready" << std::endl;  // in the file
     ///
     /// A file below 5 MiB (5,242,880 bytes) is appended to; a larger one, or
-    /// one of exactly 5 MiB, is emptied; a missing one is created. A second
-    /// call moves the log to the new file and closes the old one.
+    /// one of exactly 5 MiB, is emptied; a missing one is created, readable
+    /// and writable by its user alone (0600 on Linux, whatever the umask),
+    /// as a crash may write a memory dump into it. A file that exists keeps
+    /// its mode. A second call moves the log to the new file and closes the
+    /// old one.
     ///
     /// A file that cannot be opened is reported nowhere: the stream then
     /// writes nothing, stays in its error state until the `AppLog` is
@@ -115,16 +136,18 @@ public:
 
     /// Gives the calling thread an alternate signal stack, so that a stack
     /// overflow on it reaches the crash handler and is reported like any other
-    /// fault; without one the process ends silently. Call it first thing in
-    /// each thread the host starts:
+    /// fault; without one the process ends silently. Threads started after
+    /// the first `AppLog` was built have one already; a thread that was
+    /// running before calls it once the `AppLog` exists:
     ///
-    ///     std::thread worker([] {
+    ///     std::thread early([&] {
+    ///         waitForTheLog();  // the host builds its AppLog meanwhile
     ///         dv::env::AppLog::prepareThread();
     ///         work();
     ///     });
     ///
-    /// Harmless when called again, or before any `AppLog` exists; the stack is
-    /// freed when the thread ends.
+    /// Harmless when called again, on a thread that has its stack already, or
+    /// before any `AppLog` exists; the stack is freed when the thread ends.
     static void prepareThread();
 
     /// The program that asks the crash question and shows the mail road's

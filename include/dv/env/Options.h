@@ -125,8 +125,9 @@ DV_ENV_EXPORT void resetAllOptions();
 /// the text is first written as a line of the log once the log is redirected
 /// to a file (stamped "Options"), and shown in an error dialog ("Dravik Error",
 /// by the program `AppLog::dialogProgram`) where a display can be opened; then
-/// fxerror writes it to standard error and aborts, and the crash handler of an
-/// `AppLog` reports the abort as usual.
+/// fxerror writes it to standard error and aborts. That abort is no crash: the
+/// crash handler of an `AppLog` writes no diagnosis and no dump for it and asks
+/// nothing.
 DV_ENV_EXPORT bool setOption(std::string_view name, std::string_view value);
 
 /// Reads a command file: a "[Dravik]" section of `name=value` lines, each

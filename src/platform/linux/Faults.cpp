@@ -45,27 +45,28 @@ constexpr int fatalSignals[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT};
 
 std::atomic<FaultHandler> installedHandler{nullptr};
 
-// Threads now in the handler, by kernel thread id: a fault of one of them is
-// a fault inside the handler. Threads that fault at the same time each run
-// the handler; beyond the table's size they run it unmarked.
-std::atomic<pid_t> threadsInHandler[32];
+// Threads now in the handler, by kernel thread id, with the signal that
+// brought each in: a fault of one of them is a fault inside the handler.
+// Beyond the table's size a thread runs the handler unmarked.
+struct InHandler {
+    std::atomic<pid_t> thread;
+    std::atomic<int> signal;
+};
+InHandler threadsInHandler[32];
 
 pid_t currentThread() { return static_cast<pid_t>(::syscall(SYS_gettid)); }
 
-bool inHandler(pid_t thread) {
-    for (const auto& entry : threadsInHandler)
-        if (entry.load() == thread)
-            return true;
-    return false;
-}
-
 // Ends the process by the signal's default action: the signal is sent again
-// and waits, blocked, until the handler returns.
+// and, not blocked, ends the process as the call returns.
 void endByDefaultAction(int signal) {
     struct sigaction action {};
     action.sa_handler = SIG_DFL;
     sigemptyset(&action.sa_mask);
     ::sigaction(signal, &action, nullptr);
+    sigset_t only;
+    sigemptyset(&only);
+    sigaddset(&only, signal);
+    ::pthread_sigmask(SIG_UNBLOCK, &only, nullptr);
     ::syscall(SYS_tgkill, ::getpid(), currentThread(), signal);
 }
 
@@ -81,16 +82,20 @@ bool nearStackPointer(const siginfo_t* info, const ucontext_t* context) {
 void onSignal(int signal, siginfo_t* info, void* rawContext) {
     const pid_t self = currentThread();
     for (auto& entry : threadsInHandler) {
-        if (entry.load() == self) {
-            endByDefaultAction(signal);
+        if (entry.thread.load() == self) {
+            // A fault inside the handler: the process ends as the first one
+            // would have ended it, and what the log holds stays.
+            endByDefaultAction(entry.signal.load());
             return;
         }
     }
     // The mark stays: the process ends before this thread could fault anew.
     for (auto& entry : threadsInHandler) {
         pid_t expected = 0;
-        if (entry.compare_exchange_strong(expected, self))
+        if (entry.thread.compare_exchange_strong(expected, self)) {
+            entry.signal.store(signal);
             break;
+        }
     }
 
     const auto* context = static_cast<const ucontext_t*>(rawContext);
@@ -170,15 +175,17 @@ namespace {
 void installSignalHandlers(FaultHandler handler) {
     installedHandler.store(handler);
     prepareThreadForFaults();
+    prepareThreadsAsTheyStart();
 
     struct sigaction action {};
     action.sa_sigaction = onSignal;
-    action.sa_flags = SA_SIGINFO | SA_ONSTACK;
-    // A second fatal signal while the handler runs stays blocked; raised by a
-    // fault, the system then ends the process at once by its default action.
+    // A fault inside the handler comes back into it (no signal deferred), to
+    // be ended by the thread's first signal. A thread in the handler is never
+    // held by the dump's signal: one that faulted later offers its own
+    // registers instead.
+    action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
     sigemptyset(&action.sa_mask);
-    for (const int signal : fatalSignals)
-        sigaddset(&action.sa_mask, signal);
+    sigaddset(&action.sa_mask, captureSignal());
     for (const int signal : fatalSignals)
         ::sigaction(signal, &action, nullptr);
 }
@@ -191,15 +198,16 @@ public:
     // when the process ends by the fault's default course, after the filter:
     // there is nothing to hand over first.
     void reportToSystem(const Fault&) override {}
-    // The other threads are held only while the file is written.
+    std::uint64_t currentThread() override { return static_cast<std::uint64_t>(platform::currentThread()); }
+    void holdOtherThreads(const Fault&) override { platform::holdOtherThreads(platform::currentThread()); }
+    void waitForEnd(const Fault* fault) override {
+        waitAsHeld(platform::currentThread(), fault && fault->context ? fault->context->context : nullptr);
+    }
     bool writeDump(FileHandle file, const Fault& fault) override {
         if (!fault.context)
             return false;
-        HeldThread held[256];  // on the handler's own stack: threads may fault at once
-        const std::size_t heldCount = holdOtherThreads(fault.context->thread, inHandler, held, std::size(held));
-        const bool written = writeMiniDump(static_cast<int>(static_cast<std::intptr_t>(file)), *fault.context, held, heldCount);
-        releaseHeldThreads();
-        return written;
+        const HeldThreads held = platform::holdOtherThreads(fault.context->thread);
+        return writeMiniDump(static_cast<int>(static_cast<std::intptr_t>(file)), *fault.context, held.threads, held.count);
     }
 };
 

@@ -73,7 +73,12 @@ public:
         return std::make_unique<LinuxInputFile>(std::move(file), status);
     }
 
+    // A log the library creates may come to hold a memory dump: it is its
+    // user's alone (0600, whatever the umask). One that exists keeps the mode
+    // its owner gave it.
     std::unique_ptr<std::streambuf> openLogFile(const char* path, bool append) override {
+        if (const FileDescriptor created = openFile(path, O_WRONLY | O_CREAT | O_EXCL, 0600); created.valid())
+            ::fchmod(created.get(), 0600);
         auto file = std::make_unique<std::filebuf>();
         file->open(path, append ? std::ios::out | std::ios::app : std::ios::out | std::ios::trunc);
         return file;
@@ -86,8 +91,12 @@ public:
         const FileDescriptor source = openFile(from, O_RDONLY);
         if (!source.valid())
             return false;
+        // The copy of a log is as private as a log the library creates, also
+        // where an earlier copy was left readable by others.
         FileDescriptor target = openFile(to, O_WRONLY | O_CREAT | O_TRUNC, 0600);
         bool ok = target.valid();
+        if (ok)
+            ::fchmod(target.get(), 0600);
         char buffer[16384];
         while (ok) {
             const std::ptrdiff_t got = readAll(source.get(), buffer, sizeof(buffer));

@@ -41,4 +41,8 @@ std::uint32_t faultCode(int signal, int code, bool nearStackPointer);
 // library starts calls it first.
 void prepareThreadForFaults();
 
+// From now on every thread that pthread_create starts is prepared as it
+// starts (ThreadStart.cpp).
+void prepareThreadsAsTheyStart();
+
 }  // namespace dv::env::platform

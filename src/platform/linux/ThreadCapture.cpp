@@ -16,11 +16,7 @@ namespace dv::env::platform {
 
 namespace {
 
-// A real-time signal near the top of the range, taken over only once a fault
-// has occurred, when the process is ending anyway; hosts rarely use these.
-int captureSignal() { return SIGRTMAX - 3; }
-
-constexpr long answerTime = 100'000'000;  // ns: what a thread waits, and what the filter waits for it
+constexpr long answerTime = 100'000'000;  // ns: what the dump waits for a thread to answer
 
 enum SlotState : int { unused, asked, answered };
 
@@ -31,13 +27,29 @@ struct Slot {
     std::atomic<int> state;
     ucontext_t context;
     struct _libc_fpstate floatingPoint;
+
+    // Keeps `from` (and its floating-point state) in the slot.
+    void store(const ucontext_t& from) {
+        std::memcpy(&context, &from, sizeof(context));
+        if (from.uc_mcontext.fpregs) {
+            std::memcpy(&floatingPoint, from.uc_mcontext.fpregs, sizeof(floatingPoint));
+            context.uc_mcontext.fpregs = &floatingPoint;
+        }
+    }
 };
 constexpr std::size_t maxThreads = 256;
 Slot slots[maxThreads];
 std::atomic<std::size_t> slotCount{0};
-std::atomic<bool> holding{false};
 
-pid_t currentThread() { return static_cast<pid_t>(::syscall(SYS_gettid)); }
+// Threads that faulted after the reporter, each with the registers of its
+// own fault; they never answer the signal, which the fault handler blocks.
+constexpr std::size_t maxLaterFaults = 32;
+Slot laterFaults[maxLaterFaults];
+
+std::atomic<bool> holdTaken{false};
+HeldThread heldThreads[maxThreads];
+std::atomic<std::size_t> heldCount{0};
+std::atomic<bool> heldReady{false};
 
 long long nowNanoseconds() {
     timespec now{};
@@ -50,29 +62,33 @@ void sleepFor(long nanoseconds) {
     ::nanosleep(&step, nullptr);
 }
 
-// On the signalled thread: stores its context, then waits for the dump.
+[[noreturn]] void waitForever() {
+    for (;;)
+        ::pause();
+}
+
+const Slot* laterFaultOf(pid_t thread) {
+    for (const Slot& slot : laterFaults)
+        if (slot.thread.load(std::memory_order_acquire) == thread && slot.state.load(std::memory_order_acquire) == answered)
+            return &slot;
+    return nullptr;
+}
+
+// On the signalled thread: stores its context, then stays until the end.
 void onCapture(int, siginfo_t* info, void* rawContext) {
     // Only our own request; another sender of this signal is ignored.
     if (info->si_code != SI_TKILL || info->si_pid != ::getpid())
         return;
     const int savedErrno = errno;
-    const pid_t self = currentThread();
+    const pid_t self = static_cast<pid_t>(::syscall(SYS_gettid));
     const std::size_t count = slotCount.load(std::memory_order_acquire);
     for (std::size_t i = 0; i < count; ++i) {
         Slot& slot = slots[i];
         if (slot.thread.load(std::memory_order_relaxed) != self || slot.state.load(std::memory_order_acquire) != asked)
             continue;
-        const auto* context = static_cast<const ucontext_t*>(rawContext);
-        std::memcpy(&slot.context, context, sizeof(slot.context));
-        if (context->uc_mcontext.fpregs) {
-            std::memcpy(&slot.floatingPoint, context->uc_mcontext.fpregs, sizeof(slot.floatingPoint));
-            slot.context.uc_mcontext.fpregs = &slot.floatingPoint;
-        }
+        slot.store(*static_cast<const ucontext_t*>(rawContext));
         slot.state.store(answered, std::memory_order_release);
-        const long long end = nowNanoseconds() + answerTime;
-        while (holding.load(std::memory_order_acquire) && nowNanoseconds() < end)
-            sleepFor(1'000'000);
-        break;
+        waitForever();
     }
     errno = savedErrno;
 }
@@ -111,23 +127,31 @@ void forEachThread(Each each) {
 
 }  // namespace
 
-std::size_t holdOtherThreads(pid_t self, bool (*skip)(pid_t), HeldThread* held, std::size_t capacity) {
+// Near the top of the real-time range: hosts rarely use these.
+int captureSignal() { return SIGRTMAX - 3; }
+
+HeldThreads holdOtherThreads(pid_t self) {
+    if (holdTaken.exchange(true)) {
+        // Only the reporter calls; a second call comes after the first returned.
+        while (!heldReady.load(std::memory_order_acquire))
+            sleepFor(1'000'000);
+        return {heldThreads, heldCount.load(std::memory_order_relaxed)};
+    }
+
     struct sigaction action {};
     action.sa_sigaction = onCapture;
     action.sa_flags = SA_SIGINFO | SA_RESTART | SA_ONSTACK;
     sigemptyset(&action.sa_mask);
-    if (::sigaction(captureSignal(), &action, nullptr) != 0)
-        return 0;
-
-    holding.store(true, std::memory_order_release);
     std::size_t count = 0;
-    forEachThread([&](pid_t thread) {
-        if (thread == self || (skip && skip(thread)) || count == maxThreads)
-            return;
-        slots[count].thread.store(thread, std::memory_order_relaxed);
-        slots[count].state.store(asked, std::memory_order_relaxed);
-        ++count;
-    });
+    if (::sigaction(captureSignal(), &action, nullptr) == 0) {
+        forEachThread([&](pid_t thread) {
+            if (thread == self || count == maxThreads)
+                return;
+            slots[count].thread.store(thread, std::memory_order_relaxed);
+            slots[count].state.store(asked, std::memory_order_relaxed);
+            ++count;
+        });
+    }
     slotCount.store(count, std::memory_order_release);
 
     const pid_t process = ::getpid();
@@ -135,25 +159,46 @@ std::size_t holdOtherThreads(pid_t self, bool (*skip)(pid_t), HeldThread* held, 
         if (::syscall(SYS_tgkill, process, slots[i].thread.load(std::memory_order_relaxed), captureSignal()) != 0)
             slots[i].state.store(unused, std::memory_order_relaxed);
 
+    const auto settled = [](const Slot& slot) {
+        return slot.state.load(std::memory_order_acquire) != asked || laterFaultOf(slot.thread.load(std::memory_order_relaxed));
+    };
     const long long end = nowNanoseconds() + answerTime;
     for (;;) {
         std::size_t waiting = 0;
         for (std::size_t i = 0; i < count; ++i)
-            waiting += slots[i].state.load(std::memory_order_acquire) == asked;
+            waiting += !settled(slots[i]);
         if (waiting == 0 || nowNanoseconds() >= end)
             break;
         sleepFor(500'000);
     }
 
-    // Those that answered by now; a later answer is not read, and its thread
-    // waits out its time.
+    // Those that answered by now; a later answer is not read, but its thread
+    // stays held all the same.
     std::size_t taken = 0;
-    for (std::size_t i = 0; i < count && taken < capacity; ++i)
-        if (slots[i].state.load(std::memory_order_acquire) == answered)
-            held[taken++] = HeldThread{slots[i].thread.load(std::memory_order_relaxed), &slots[i].context};
-    return taken;
+    for (std::size_t i = 0; i < count; ++i) {
+        const pid_t thread = slots[i].thread.load(std::memory_order_relaxed);
+        if (const Slot* fault = laterFaultOf(thread))
+            heldThreads[taken++] = HeldThread{thread, &fault->context};
+        else if (slots[i].state.load(std::memory_order_acquire) == answered)
+            heldThreads[taken++] = HeldThread{thread, &slots[i].context};
+    }
+    heldCount.store(taken, std::memory_order_relaxed);
+    heldReady.store(true, std::memory_order_release);
+    return {heldThreads, taken};
 }
 
-void releaseHeldThreads() { holding.store(false, std::memory_order_release); }
+void waitAsHeld(pid_t self, const ucontext_t* context) {
+    if (context) {
+        for (Slot& slot : laterFaults) {
+            pid_t expected = 0;
+            if (slot.thread.compare_exchange_strong(expected, self)) {
+                slot.store(*context);
+                slot.state.store(answered, std::memory_order_release);
+                break;
+            }
+        }
+    }
+    waitForever();
+}
 
 }  // namespace dv::env::platform
