@@ -77,6 +77,15 @@ expect 0 '' reset --all
 expect 0 '^0$' get ToolCropX0
 grep -q 'ToolCropX0\|DvExitWhenFinished' "$HOME/.foxrc/Dravik/Dravik" && { echo "FAIL: reset --all left entries"; failures=$((failures + 1)); }
 
+# 20 instances setting 20 options at once: each save merges, all are kept.
+names=$("$dvenv" options --format=tsv | awk -F'\t' '$2 == "Integer" && $5 == "persistent" { print $1 "\t" $3 + 1 }' | head -n 20)
+while IFS=$'\t' read -r name value; do "$dvenv" set "$name" "$value" > /dev/null & done <<<"$names"
+wait
+kept=$("$dvenv" options --changed --format=tsv | awk -F'\t' '{ print $1 "\t" $4 }')
+[ "$kept" = "$(sort <<<"$names")" ] || [ "$(sort <<<"$kept")" = "$(sort <<<"$names")" ] ||
+  { echo "FAIL: of 20 concurrent sets, kept:"; echo "$kept"; failures=$((failures + 1)); }
+"$dvenv" reset --all
+
 # Files that cannot be read or written are failures at run time; a log
 # without a dump is bad input.
 expect 1 "cannot read '$HOME/missing.txt'" events "$HOME/missing.txt"
@@ -92,7 +101,7 @@ PATH=$HOME/bin:/usr/bin:/bin expect 3 '^\[--help\]\[a b\]$' analyze --help 'a b'
 # A registry that cannot be saved fails the command that changed it, with the
 # save's own account.
 rm -rf "$HOME/.foxrc" && printf 'not a directory\n' > "$HOME/.foxrc"
-expect 1 "the registry was not saved: .*" set ToolArcPrecValue 6
+expect 1 "^dvenv: .*not saved.*/\.foxrc/Dravik" set ToolArcPrecValue 6
 
 [ "$failures" = 0 ] && echo "exit statuses ok"
 exit $((failures > 0))

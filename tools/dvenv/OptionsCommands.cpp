@@ -299,7 +299,7 @@ int saveChanges() {
     const SaveResult saved = saveSettings();
     if (saved)
         return 0;
-    std::cerr << "dvenv: the registry was not saved: " << saved.error << '\n';
+    std::cerr << "dvenv: " << saved.error << '\n';
     return runFailure;
 }
 
