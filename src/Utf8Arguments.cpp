@@ -9,9 +9,9 @@ Utf8Arguments::Utf8Arguments(int givenCount, char** givenArguments) : argc(given
     if (!typed)
         return;
     texts = std::move(*typed);
-    for (std::string& text : texts)
-        pointers.push_back(text.data());
-    pointers.push_back(nullptr);
+    pointers.assign(texts.size() + 1, nullptr);
+    for (std::size_t i = 0; i < texts.size(); ++i)
+        pointers[i] = texts[i].data();
     argc = static_cast<int>(texts.size());
     argv = pointers.data();
 }
