@@ -4,9 +4,9 @@
 set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config
-  libfox-1.6-dev libboost-dev libboost-program-options-dev
+  libfox-1.6-dev libboost-dev libboost-program-options-dev libcli11-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  clang-14 libclang-rt-14-dev xvfb xauth xdotool lldb-14 xdg-utils binutils locales
+  clang-14 libclang-rt-14-dev xvfb xauth xdotool lldb-14 xdg-utils binutils locales man-db
   g++-mingw-w64-x86-64 wine64 wine
   liblldb-14-dev nlohmann-json3-dev python3
 )

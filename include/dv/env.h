@@ -16,4 +16,5 @@
 #include <dv/env/Settings.h>
 #include <dv/env/StampLog.h>
 #include <dv/env/Unit.h>
+#include <dv/env/Utf8Arguments.h>
 #include <dv/env/VersionResource.h>

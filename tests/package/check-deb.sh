@@ -22,9 +22,12 @@ cmake -S tests/package/consumer -B "$work/cmake" -G Ninja > /dev/null
 cmake --build "$work/cmake" > /dev/null
 "$work/cmake/consumer" "$helper"
 
-# The pkg-config file's directories, however spelled, hold the headers and
-# the library (a prefix counted wrongly under multiarch would not).
+# The pkg-config file's directories hold the headers and the library, and
+# the system's own folders are dropped, as for Debian's own packages.
 flags=$(pkg-config --cflags --libs dvenv2)
+case " $flags " in
+  *" -I/usr/include "*|*" -L/usr/lib/"*|*/../*) echo "FAIL: pkg-config gives the system's folders: $flags"; exit 1 ;;
+esac
 for flag in $flags; do
   case $flag in
     -I*) [ -e "$(realpath -m "${flag#-I}")/dv/env.h" ] || [ -e "${flag#-I}/fx.h" ] ||
@@ -40,4 +43,13 @@ found=$(sed -n 's/^dialog program: //p' <<<"$out")
 [ -n "$found" ] && [ "$(readlink -f "$found")" = "$(readlink -f "$helper")" ] ||
   { echo "FAIL: dvenv version said:"; echo "$out"; exit 1; }
 man -w dvenv > /dev/null || { echo "FAIL: no manual page for dvenv"; exit 1; }
+bash -c 'source /usr/share/bash-completion/completions/dvenv && complete -p dvenv' > /dev/null ||
+  { echo "FAIL: no bash completion of dvenv"; exit 1; }
+doc=/usr/share/doc/libdvenv2-dev
+[ -e "$doc/README.md" ] || [ -e "$doc/README.md.gz" ] || { echo "FAIL: no README in $doc"; exit 1; }
+examples=$(ls "$doc/examples/"*.cpp 2> /dev/null | wc -l)
+[ "$examples" = "$(grep -c '^```cpp$' README.md)" ] || { echo "FAIL: $examples examples in $doc/examples"; exit 1; }
+for example in "$doc/examples/"*-program.cpp; do
+  g++ -std=c++17 "$example" -o "$work/example" $flags || { echo "FAIL: $example does not build"; exit 1; }
+done
 echo "installed packages ok"

@@ -12,13 +12,10 @@
 #include <dv/env/AppLog.h>
 #include <dv/env/StampLog.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <optional>
 #include <string>
-#include <system_error>
 #include <vector>
 
 namespace dvenv {
@@ -71,30 +68,19 @@ std::optional<std::vector<unsigned char>> decodeBase64(const std::string& text) 
 
 }  // namespace
 
-int crash(const Arguments& args) {
-    const auto logFile = logFileArgument(args, "crash");
-    if (!logFile)
-        return badInput;
-    const std::filesystem::path& path = *logFile;
-    dv::env::AppLog log(std::clog);
-    log.redirectToFile(path.u8string().c_str());
-    if (!std::clog.good()) {
-        std::cerr << "dvenv: cannot write the log file '" << path.string() << "'\n";
+int crash(const std::optional<std::string>& logFile) {
+    const dv::env::AppLog log(std::clog);
+    const auto path = openLog(log, logFile);
+    if (!path)
         return runFailure;
-    }
-    std::cerr << "dvenv: faulting on purpose; the report goes to " << path.string() << '\n';
+    std::cerr << "dvenv: faulting on purpose; the report goes to " << utf8Of(*path) << '\n';
     std::clog << dv::env::StampLog(__FILE__, __LINE__) << "Faulting on purpose" << std::endl;
     faultOnPurpose();
-    return 1;
+    return runFailure;
 }
 
-int extractDump(const Arguments& args) {
-    if (args.size() != 2 || args[0].empty() || args[1].empty()) {
-        std::cerr << "dvenv: dump-extract takes LOG OUT\n";
-        return badInput;
-    }
-    const std::string& logName = args[0];
-    std::ifstream in(logName, std::ios::binary);
+int extractDump(const std::string& logName, const std::string& dumpFile) {
+    std::ifstream in(pathFromUtf8(logName), std::ios::binary);
     if (!in) {
         std::cerr << "dvenv: cannot read the log '" << logName << "'\n";
         return runFailure;
@@ -125,14 +111,14 @@ int extractDump(const Arguments& args) {
     for (std::size_t i = begin; i < lines.size(); ++i) {
         const std::string& line = lines[i];
         if (endsWith(line, endMarker)) {
-            std::ofstream out(args[1], std::ios::binary | std::ios::trunc);
+            std::ofstream out(pathFromUtf8(dumpFile), std::ios::binary | std::ios::trunc);
             out.write(reinterpret_cast<const char*>(dump.data()), static_cast<std::streamsize>(dump.size()));
             out.close();
             if (!out) {
-                std::cerr << "dvenv: cannot write the dump file '" << args[1] << "'\n";
+                std::cerr << "dvenv: cannot write the dump file '" << dumpFile << "'\n";
                 return runFailure;
             }
-            std::cout << dump.size() << " bytes written to " << args[1] << '\n';
+            std::cout << dump.size() << " bytes written to " << dumpFile << '\n';
             return 0;
         }
         // Lines of other threads can come between the dump's lines; a dump

@@ -1,7 +1,8 @@
 // dialog: an options dialog whose widgets are bound to options by data
 // targets. The dialog has no handler code: the widgets write and show the
 // options through their data targets. A small host object prints each change
-// on standard output, which is what the data targets' `target` is for.
+// on standard output, which is what the data targets' `target` is for, and
+// saves the registry when the window closes.
 
 #include "Commands.h"
 
@@ -24,10 +25,18 @@ using dv::env::DataTargetInt;
 using dv::env::DataTargetReal;
 using dv::env::DataTargetString;
 
-// Told by every data target of the dialog; prints an option when it changes.
-class ChangePrinter : public FXObject {
+// Told by every data target of the dialog, and by the window when it closes.
+class DialogHost : public FXObject {
 public:
+    int status = 0;
+
     long handle(FXObject*, FXSelector sel, void* ptr) override {
+        // Saved before FOX's own write at exit, which then finds nothing
+        // left to write and so cannot undo another instance's save.
+        if (FXSELTYPE(sel) == SEL_CLOSE) {
+            status = saveChanges();
+            return 0;  // the window closes as usual
+        }
         if (FXSELTYPE(sel) == SEL_CHANGED && ptr != nullptr) {
             std::string value;
             const char* name = static_cast<const char*>(ptr);
@@ -90,11 +99,7 @@ void buildDialog(FXComposite* parent, FXObject* host) {
 
 }  // namespace
 
-int openDialog(const Arguments& args) {
-    if (!args.empty()) {
-        std::cerr << "dvenv: dialog takes no arguments\n";
-        return badInput;
-    }
+int openDialog() {
     // Opened here first so that a missing display is an error message, not the
     // abort that init would make of it.
     FXApp* app = FXApp::instance();
@@ -108,19 +113,20 @@ int openDialog(const Arguments& args) {
     char* argv[] = {name, nullptr};
     app->init(argc, argv);
 
-    ChangePrinter printer;
+    DialogHost host;
     auto* window = new FXMainWindow(app, "Dravik options", nullptr, nullptr, DECOR_TITLE | DECOR_BORDER | DECOR_CLOSE);
+    window->setTarget(&host);
     auto* content = new FXVerticalFrame(window, LAYOUT_FILL_X | LAYOUT_FILL_Y);
-    buildDialog(content, &printer);
+    buildDialog(content, &host);
     auto* buttons = new FXHorizontalFrame(content, LAYOUT_FILL_X | PACK_UNIFORM_WIDTH);
-    new FXButton(buttons, "&Close", nullptr, app, FXApp::ID_QUIT, BUTTON_NORMAL | LAYOUT_RIGHT);
+    new FXButton(buttons, "&Close", nullptr, window, FXTopWindow::ID_CLOSE, BUTTON_NORMAL | LAYOUT_RIGHT);
 
     app->create();
     window->show(PLACEMENT_SCREEN);
+    // Closing the window deletes it, before the host that its data targets
+    // tell goes, and ends the event loop.
     app->run();
-    delete window;  // before the printer that its data targets tell goes
-    // The host tool saves the registry when the command returns.
-    return 0;
+    return host.status;
 }
 
 }  // namespace dvenv

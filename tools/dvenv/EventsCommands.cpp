@@ -96,13 +96,8 @@ void printEvent(const Event& event) {
 
 }  // namespace
 
-int foldEvents(const Arguments& args) {
-    if (args.size() != 1) {
-        std::cerr << "dvenv: usage: dvenv events FILE\n";
-        return badInput;
-    }
-    const std::string& path = args[0];
-    std::ifstream file(path);
+int foldEvents(const std::string& path) {
+    std::ifstream file(pathFromUtf8(path));
     if (!file) {
         std::cerr << "dvenv: cannot read '" << path << "': " << std::strerror(errno) << '\n';
         return runFailure;

@@ -10,11 +10,7 @@
 
 namespace dvenv {
 
-int printVersion(const Arguments& args) {
-    if (!args.empty()) {
-        std::cerr << "dvenv: version takes no arguments\n";
-        return badInput;
-    }
+int printVersion() {
     std::cout << dv::env::programVersion(true) << '\n'
               << dv::env::programVersion(false) << '\n'
               << dv::env::programVersionNumber() << '\n';

@@ -11,7 +11,8 @@ namespace dv::env {
 // Data targets bind a FOX widget to a named option, so that a dialog needs no
 // handler code of its own. The widget's commands write the option, its GUI
 // updates show it; nothing is cached, so a change made elsewhere shows at the
-// next update.
+// next update. A data target reads without recording: what a dialog shows is
+// not noted in `optionsRecorder()` as an option the run used.
 //
 //     using dv::env::DataTarget;
 //     new FXCheckButton(box, "Convert text",

@@ -10,7 +10,8 @@
 //     if (auto option = dv::env::findOption("DvArcPrecValue"))   // an old name
 //         std::cout << option->name << '\n';                       // "ToolArcPrecValue"
 //
-//     auto done = dv::env::assignOption("ToolCropX0", "1.5mm");
+//     dv::env::assignOption("ToolCropX0", "1.5mm");              // stored as 1.5
+//     auto done = dv::env::assignOption("ToolCropX0", "wide");
 //     if (done.status != dv::env::AssignStatus::Assigned)
 //         std::cerr << dv::env::describe(done) << '\n';  // "Invalid numeric parameter for option: ToolCropX0"
 //

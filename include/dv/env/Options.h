@@ -180,6 +180,13 @@ DV_ENV_EXPORT bool parseCommandFile(std::string_view path);
 ///
 /// Returns true if any assignment was carried out. The fatal reports of
 /// `setOption` end the process at the argument that caused them.
+///
+/// The arguments are UTF-8. On Windows, where `main` gets them in the ANSI
+/// code page, hand over those of `Utf8Arguments` (Utf8Arguments.h), read from
+/// the process's command line as typed; elsewhere it changes nothing:
+///
+///     dv::env::Utf8Arguments arguments(argc, argv);
+///     dv::env::parseCommandLine(arguments.argc, arguments.argv);
 DV_ENV_EXPORT bool parseCommandLine(int argc, char** const argv);
 
 }  // namespace dv::env
