@@ -83,15 +83,15 @@ DumpAnalysis analyseDump(Debugger& debugger, const std::string& dumpFile, const 
         located[module.path] = !main.empty();
         if (main.empty())
             continue;
-        lldb::SBModuleSpec spec;
-        spec.SetFileSpec(lldb::SBFileSpec(main.c_str(), false));
+        lldb::SBModuleSpec moduleSpec;
+        moduleSpec.SetFileSpec(lldb::SBFileSpec(main.c_str(), false));
         if (!module.buildId.empty()) {
             const auto id = bytesOfHex(module.buildId);
-            spec.SetUUIDBytes(id.data(), id.size());
+            moduleSpec.SetUUIDBytes(id.data(), id.size());
         }
         if (!files.symbols.empty() && files.symbols != main)
-            spec.SetSymbolFileSpec(lldb::SBFileSpec(files.symbols.c_str(), false));
-        target.AddModule(spec);
+            moduleSpec.SetSymbolFileSpec(lldb::SBFileSpec(files.symbols.c_str(), false));
+        target.AddModule(moduleSpec);
     }
     // Windows modules without build ids are matched by name.
     if (dump.windows) {

@@ -43,9 +43,9 @@ bool isFile(const fs::path& file) {
 std::optional<ObjectFileFacts> inspectObjectFile(const fs::path& file) {
     if (!isObjectFile(file))
         return std::nullopt;
-    lldb::SBModuleSpec spec;
-    spec.SetFileSpec(lldb::SBFileSpec(file.c_str(), false));
-    lldb::SBModule module(spec);
+    lldb::SBModuleSpec moduleSpec;
+    moduleSpec.SetFileSpec(lldb::SBFileSpec(file.c_str(), false));
+    lldb::SBModule module(moduleSpec);
     if (!module.IsValid())
         return std::nullopt;
     ObjectFileFacts facts;
