@@ -395,6 +395,15 @@ bool arrangeThreadList(HANDLE file, DWORD first) {
         ULONG32 count = 0;
         if (!readAt(file, directory.Location.Rva, &count, sizeof(count)))
             return false;
+        // Wine sizes the stream for every thread, the ones a callback left
+        // out too; a reader that finds the stream longer than its list takes
+        // the excess for padding before the list and reads it askew.
+        const std::uint64_t listSize = sizeof(count) + std::uint64_t{count} * sizeof(MINIDUMP_THREAD);
+        if (directory.Location.DataSize > listSize) {
+            directory.Location.DataSize = static_cast<ULONG32>(listSize);
+            if (!writeAt(file, header.StreamDirectoryRva + stream * sizeof(directory), &directory, sizeof(directory)))
+                return false;
+        }
         const std::uint64_t entries = directory.Location.Rva + sizeof(count);
         MINIDUMP_THREAD head;
         if (count == 0 || !readAt(file, entries, &head, sizeof(head)))
