@@ -242,6 +242,7 @@ EXCEPTION_POINTERS* overflowPointers = nullptr;
 DWORD overflowThread = 0;
 NT_TIB* overflowTib = nullptr;
 HANDLE overflowEvent = nullptr;
+HANDLE reporterReady = nullptr;
 DWORD overflowReporter = 0;
 
 // How much of an overflowed stack the dump keeps, from the fault upwards: the
@@ -272,6 +273,9 @@ LONG WINAPI onFirstChance(EXCEPTION_POINTERS* pointers) {
 }
 
 DWORD WINAPI reportOverflows(void*) {
+    // Running here, the thread is past its start in the loader: held from
+    // now on, it holds no lock that the report needs.
+    ::SetEvent(reporterReady);
     ::WaitForSingleObject(overflowEvent, INFINITE);
     const DWORD self = ::GetCurrentThreadId();
     enterHandler(self, stackOverflowCode);
@@ -286,13 +290,48 @@ DWORD WINAPI reportOverflows(void*) {
 
 // --- Holding threads and the dump ------------------------------------------
 
+// The loader's lock, which a thread holds while it starts, ends or loads a
+// library; taken by trying for a while, since its holder may be a thread that
+// faulted inside a library's start and now waits for the end.
+class LoaderLock {
+public:
+    LoaderLock() {
+        using Lock = LONG(NTAPI*)(ULONG, ULONG*, ULONG_PTR*);
+        const HMODULE ntdll = ::GetModuleHandleA("ntdll.dll");
+        const auto lock = reinterpret_cast<Lock>(reinterpret_cast<void*>(::GetProcAddress(ntdll, "LdrLockLoaderLock")));
+        unlock = reinterpret_cast<Unlock>(reinterpret_cast<void*>(::GetProcAddress(ntdll, "LdrUnlockLoaderLock")));
+        if (!lock || !unlock)
+            return;
+        constexpr ULONG tryOnly = 2, acquired = 1;
+        for (int tries = 0; tries < 200 && !taken; ++tries) {
+            ULONG disposition = 0;
+            taken = lock(tryOnly, &disposition, &cookie) >= 0 && disposition == acquired;
+            if (!taken)
+                ::Sleep(10);
+        }
+    }
+    ~LoaderLock() {
+        if (taken)
+            unlock(0, cookie);
+    }
+    LoaderLock(const LoaderLock&) = delete;
+    LoaderLock& operator=(const LoaderLock&) = delete;
+
+private:
+    using Unlock = LONG(NTAPI*)(ULONG, ULONG_PTR);
+    Unlock unlock = nullptr;
+    ULONG_PTR cookie = 0;
+    bool taken = false;
+};
+
 // Suspends every thread of the process but the caller, again until a pass
-// finds none new (a thread may start meanwhile). The process heap is locked
-// meanwhile, so no thread is stopped inside it; dbghelp and the dialogs use
-// it later.
+// finds none new (a thread may start meanwhile). The loader's lock and the
+// process heap are held meanwhile, so no thread is stopped inside either:
+// the report loads libraries, and dbghelp and the dialogs use the heap.
 void suspendOtherThreads() {
     const DWORD self = ::GetCurrentThreadId();
     const DWORD process = ::GetCurrentProcessId();
+    const LoaderLock loaderLocked;
     const HANDLE heap = ::GetProcessHeap();
     const bool heapLocked = ::HeapLock(heap) != 0;
     static DWORD suspended[1024];
@@ -356,6 +395,15 @@ bool arrangeThreadList(HANDLE file, DWORD first) {
         ULONG32 count = 0;
         if (!readAt(file, directory.Location.Rva, &count, sizeof(count)))
             return false;
+        // Wine sizes the stream for every thread, the ones a callback left
+        // out too; a reader that finds the stream longer than its list takes
+        // the excess for padding before the list and reads it askew.
+        const std::uint64_t listSize = sizeof(count) + std::uint64_t{count} * sizeof(MINIDUMP_THREAD);
+        if (directory.Location.DataSize > listSize) {
+            directory.Location.DataSize = static_cast<ULONG32>(listSize);
+            if (!writeAt(file, header.StreamDirectoryRva + stream * sizeof(directory), &directory, sizeof(directory)))
+                return false;
+        }
         const std::uint64_t entries = directory.Location.Rva + sizeof(count);
         MINIDUMP_THREAD head;
         if (count == 0 || !readAt(file, entries, &head, sizeof(head)))
@@ -399,11 +447,17 @@ public:
             return;
         ::SetUnhandledExceptionFilter(onUnhandledException);
         overflowEvent = ::CreateEventA(nullptr, TRUE, FALSE, nullptr);
+        reporterReady = ::CreateEventA(nullptr, TRUE, FALSE, nullptr);
         // The reporter's stack is reserved, not committed, until it reports.
         const HANDLE reporter = ::CreateThread(nullptr, 1024 * 1024, reportOverflows, nullptr,
                                                STACK_SIZE_PARAM_IS_A_RESERVATION, &overflowReporter);
         if (overflowEvent && reporter)
             ::AddVectoredExceptionHandler(1, onFirstChance);
+        // A fault soon after would otherwise hold the reporter while the
+        // loader starts it, and the report would wait on the loader's lock.
+        // Bounded, as an install from a library's start holds that lock.
+        if (reporter && reporterReady)
+            ::WaitForSingleObject(reporterReady, 2000);
         if (reporter)
             ::CloseHandle(reporter);
     }

@@ -15,6 +15,21 @@ namespace dv::env::platform {
 
 namespace {
 
+// ".<process>.<attempt>" without the heap or a lock: this runs in the fault
+// handler.
+void writeSuffix(char* out, unsigned long process, unsigned attempt) {
+    for (const unsigned long value : {process, static_cast<unsigned long>(attempt)}) {
+        char digits[24];
+        std::size_t count = 0;
+        for (unsigned long rest = value; count == 0 || rest != 0; rest /= 10)
+            digits[count++] = static_cast<char>('0' + rest % 10);
+        *out++ = '.';
+        while (count > 0)
+            *out++ = digits[--count];
+    }
+    *out = '\0';
+}
+
 Handle openWide(const char* path, DWORD access, DWORD share, DWORD disposition, DWORD flags = FILE_ATTRIBUTE_NORMAL) {
     wchar_t wide[pathCapacity];
     if (!widen(path, wide, pathCapacity))
@@ -138,16 +153,30 @@ public:
 
     // "NAME" in the temporary directory, for this process alone and deleted
     // when closed, also when the process ends another way.
+    // The name as given, where no other process holds a file of that name
+    // open (processes that crash together each keep theirs open, unshared,
+    // while they report); otherwise a name of this process's own after it.
     FileHandle createScratchFile(const char* name) override {
         char path[MAX_PATH + 1];
         const DWORD directory = ::GetTempPathA(sizeof(path), path);
         const std::size_t length = std::strlen(name);
-        if (directory == 0 || directory + length >= sizeof(path))
+        constexpr std::size_t suffix = 24;  // ".<pid>.<attempt>"
+        if (directory == 0 || directory + length + suffix >= sizeof(path))
             return FileHandle::none;
         std::memcpy(path + directory, name, length + 1);
-        const HANDLE file = ::CreateFileA(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                          FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
-        return file == INVALID_HANDLE_VALUE ? FileHandle::none : static_cast<FileHandle>(reinterpret_cast<std::intptr_t>(file));
+        char* const tail = path + directory + length;
+        for (unsigned attempt = 0; attempt <= 16; ++attempt) {
+            if (attempt > 0)
+                writeSuffix(tail, ::GetCurrentProcessId(), attempt);
+            const HANDLE file = ::CreateFileA(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, attempt == 0 ? CREATE_ALWAYS : CREATE_NEW,
+                                              FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
+            if (file != INVALID_HANDLE_VALUE)
+                return static_cast<FileHandle>(reinterpret_cast<std::intptr_t>(file));
+            const DWORD error = ::GetLastError();
+            if (error != ERROR_SHARING_VIOLATION && error != ERROR_ACCESS_DENIED && error != ERROR_FILE_EXISTS)
+                return FileHandle::none;
+        }
+        return FileHandle::none;
     }
 
     bool rewindFile(FileHandle file) override {
