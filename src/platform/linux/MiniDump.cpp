@@ -62,6 +62,7 @@ struct ThreadMemory {
 };
 
 constexpr std::size_t maxThreads = 257;  // the faulting one and those held
+constexpr std::size_t maxModules = 1024;
 
 struct Scratch {
     int pipe[2];  // for reads of memory where process_vm_readv is refused
@@ -71,10 +72,10 @@ struct Scratch {
     std::size_t statusLength;
     Mapping mappings[8192];
     std::size_t mappingCount;
-    Module modules[1024];
+    Module modules[maxModules];
     std::size_t moduleCount;
-    std::uint32_t moduleNames[1024];  // where each module's path went
-    Location moduleIds[1024];         // and its build id
+    std::uint32_t moduleNames[maxModules];  // where each module's path went
+    Location moduleIds[maxModules];         // and its build id
     unsigned char out[64 * 1024];
     unsigned char copy[4096];
     ThreadMemory threads[maxThreads];
