@@ -6,14 +6,10 @@
 
 #include "ProgramVersion.h"
 #include "platform/System.h"
-#include "platform/linux/VersionNote.h"
 
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
-
-#include <cstring>
-#include <vector>
 
 DV_VERSION_RESOURCE(4, 3, 2, 1, 9, 1, 3, 7);
 
@@ -58,46 +54,6 @@ TEST(VersionNote, ModulesAnswerByExactBaseNameAndTheMainProgramAlsoByItsOwn) {
     EXPECT_EQ(programVersion(true), "9.1.3.7");  // a loaded module's resource never stands in
     dlclose(plain);
     dlclose(probe);
-}
-
-// Appends a note as a linker lays it out: header, owner, content, the last two
-// padded to the alignment from the segment's start.
-void appendNote(std::vector<unsigned char>& segment, const char* owner, std::uint32_t type,
-                const std::vector<std::uint16_t>& content, std::size_t alignment) {
-    const std::uint32_t header[3] = {static_cast<std::uint32_t>(std::strlen(owner) + 1),
-                                     static_cast<std::uint32_t>(content.size() * 2), type};
-    const auto* bytes = reinterpret_cast<const unsigned char*>(header);
-    segment.insert(segment.end(), bytes, bytes + sizeof header);
-    segment.insert(segment.end(), owner, owner + header[0]);
-    segment.resize((segment.size() + alignment - 1) / alignment * alignment);
-    bytes = reinterpret_cast<const unsigned char*>(content.data());
-    segment.insert(segment.end(), bytes, bytes + header[1]);
-    segment.resize((segment.size() + alignment - 1) / alignment * alignment);
-}
-
-TEST(VersionNote, FindsItsNoteAmongOthersAndRejectsBrokenOnes) {
-    const std::vector<std::uint16_t> numbers{1, 2, 3, 4, 5, 6, 7, 8};
-    for (std::size_t alignment : {4u, 8u}) {
-        std::vector<unsigned char> segment;
-        appendNote(segment, "GNU", 3, {0xABCD, 0x1234, 0x5678}, alignment);
-        appendNote(segment, "dvenv", 2, numbers, alignment);    // other type
-        appendNote(segment, "dvenv2", 1, numbers, alignment);   // other owner
-        appendNote(segment, "dvenv", 1, {1, 2, 3}, alignment);  // too short
-        const std::size_t withoutOurs = segment.size();
-        appendNote(segment, "dvenv", 1, numbers, alignment);
-
-        const auto found = platform::findVersionNote(segment.data(), segment.size(), alignment);
-        ASSERT_TRUE(found) << alignment;
-        EXPECT_EQ(found->file, (VersionNumbers{1, 2, 3, 4}));
-        EXPECT_EQ(found->product, (VersionNumbers{5, 6, 7, 8}));
-
-        EXPECT_FALSE(platform::findVersionNote(segment.data(), withoutOurs, alignment));
-        EXPECT_FALSE(platform::findVersionNote(segment.data(), segment.size() - 2, alignment)) << "truncated";
-    }
-    std::vector<unsigned char> huge;
-    appendNote(huge, "dvenv", 1, numbers, 4);
-    huge[0] = 0xFF, huge[1] = 0xFF, huge[2] = 0xFF, huge[3] = 0xFF;  // name size beyond the segment
-    EXPECT_FALSE(platform::findVersionNote(huge.data(), huge.size(), 4));
 }
 
 }  // namespace

@@ -12,13 +12,16 @@
 // address), every loaded ELF module with its base, size, path and GNU build
 // id, the memory list (the stacks and the code around the faulting
 // instruction), and the texts of /proc/self/status and /proc/self/maps.
+// The format's structures are in MinidumpFormat.h; the mappings, modules and
+// build ids come from ProcessMaps.h.
 
 #include "platform/linux/MiniDump.h"
+#include "platform/linux/MinidumpFormat.h"
 #include "platform/linux/Posix.h"
+#include "platform/linux/ProcessMaps.h"
 #include "platform/linux/Signals.h"
 
 #include <cpuid.h>
-#include <elf.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -32,162 +35,22 @@
 #include <cstdint>
 #include <cstring>
 #include <initializer_list>
+#include <iterator>
 #include <new>
 
 namespace dv::env::platform {
 
 namespace {
 
-// ---- The format: little-endian structures at offsets ("RVAs") in the file.
+using namespace minidump;
 
-constexpr std::uint32_t dumpSignature = 0x504d444d;  // "MDMP"
-constexpr std::uint32_t dumpVersion = 0xa793;
-
-enum StreamType : std::uint32_t {
-    threadListStream = 3,
-    moduleListStream = 4,
-    memoryListStream = 5,
-    exceptionStream = 6,
-    systemInfoStream = 7,
-    linuxProcStatusStream = 0x47670004,
-    linuxMapsStream = 0x47670009,
-};
 constexpr std::uint32_t streamCount = 7;
-
-constexpr std::uint16_t architectureAmd64 = 9;
-constexpr std::uint32_t platformLinux = 0x8201;
-constexpr std::uint32_t contextAmd64 = 0x00100000;
-constexpr std::uint32_t contextControl = 0x1, contextInteger = 0x2, contextSegments = 0x4, contextFloatingPoint = 0x8;
-// The format reads it as a little-endian 32-bit value: the bytes are "LEpB".
-constexpr std::uint32_t cvSignatureElfBuildId = 0x4270454c;
-
-#pragma pack(push, 4)
-struct Location {
-    std::uint32_t size;
-    std::uint32_t rva;
-};
-struct MemoryDescriptor {
-    std::uint64_t start;
-    Location memory;
-};
-struct DirectoryEntry {
-    std::uint32_t type;
-    Location location;
-};
-struct Header {
-    std::uint32_t signature;
-    std::uint32_t version;
-    std::uint32_t streams;
-    std::uint32_t directoryRva;
-    std::uint32_t checksum;
-    std::uint32_t timeDateStamp;
-    std::uint64_t flags;
-};
-struct SystemInfo {
-    std::uint16_t processorArchitecture;
-    std::uint16_t processorLevel;
-    std::uint16_t processorRevision;
-    std::uint8_t processorCount;
-    std::uint8_t productType;
-    std::uint32_t majorVersion;
-    std::uint32_t minorVersion;
-    std::uint32_t buildNumber;
-    std::uint32_t platformId;
-    std::uint32_t csdVersionRva;
-    std::uint16_t suiteMask;
-    std::uint16_t reserved;
-    std::uint32_t vendorId[3];
-    std::uint32_t versionInformation;
-    std::uint32_t featureInformation;
-    std::uint32_t amdExtendedFeatures;
-};
-struct ThreadEntry {
-    std::uint32_t threadId;
-    std::uint32_t suspendCount;
-    std::uint32_t priorityClass;
-    std::uint32_t priority;
-    std::uint64_t environmentBlock;
-    MemoryDescriptor stack;
-    Location context;
-};
-struct ModuleEntry {
-    std::uint64_t base;
-    std::uint32_t size;
-    std::uint32_t checksum;
-    std::uint32_t timeDateStamp;
-    std::uint32_t nameRva;
-    std::uint32_t versionInfo[13];
-    Location cvRecord;
-    Location miscRecord;
-    std::uint64_t reserved0;
-    std::uint64_t reserved1;
-};
-struct ExceptionEntry {
-    std::uint32_t threadId;
-    std::uint32_t alignment;
-    std::uint32_t code;
-    std::uint32_t flags;
-    std::uint64_t record;
-    std::uint64_t address;
-    std::uint32_t parameterCount;
-    std::uint32_t unused;
-    std::uint64_t information[15];
-    Location context;
-};
-struct Context {
-    std::uint64_t home[6];
-    std::uint32_t flags;
-    std::uint32_t mxcsr;
-    std::uint16_t cs, ds, es, fs, gs, ss;
-    std::uint32_t eflags;
-    std::uint64_t debug[6];
-    std::uint64_t rax, rcx, rdx, rbx, rsp, rbp, rsi, rdi;
-    std::uint64_t r8, r9, r10, r11, r12, r13, r14, r15;
-    std::uint64_t rip;
-    std::uint8_t floatingPoint[512];
-    std::uint8_t vectorRegisters[26 * 16];
-    std::uint64_t vectorControl;
-    std::uint64_t debugControl;
-    std::uint64_t lastBranchToRip;
-    std::uint64_t lastBranchFromRip;
-    std::uint64_t lastExceptionToRip;
-    std::uint64_t lastExceptionFromRip;
-};
-#pragma pack(pop)
-
-static_assert(sizeof(Header) == 32);
-static_assert(sizeof(DirectoryEntry) == 12);
-static_assert(sizeof(MemoryDescriptor) == 16);
-static_assert(sizeof(SystemInfo) == 56);
-static_assert(sizeof(ThreadEntry) == 48);
-static_assert(sizeof(ModuleEntry) == 108);
-static_assert(sizeof(ExceptionEntry) == 168);
-static_assert(sizeof(Context) == 1232);
-static_assert(offsetof(Context, rip) == 248);
 
 // ---- Scratch memory, mapped for one dump.
 
 constexpr std::size_t maxStack = 128 * 1024;  // enough for the frames a reader needs
 constexpr std::size_t codeReach = 128;        // bytes kept on each side of the faulting instruction
 constexpr std::size_t pipeChunk = 4096;       // below a pipe's capacity: a write never waits for the read
-
-struct Mapping {
-    std::uintptr_t start;
-    std::uintptr_t end;
-    std::uintptr_t offset;
-    std::uint64_t inode;
-    const char* path;  // into Scratch::maps, not terminated
-    std::uint32_t pathLength;
-    bool readable;
-};
-
-struct Module {
-    std::uintptr_t base;
-    std::uintptr_t end;
-    const Mapping* first;
-    Location name;
-    Location cvRecord;
-};
 
 // What the dump holds of one thread: where its stack, the code around its
 // instruction (the faulting thread only) and its registers went.
@@ -199,6 +62,7 @@ struct ThreadMemory {
 };
 
 constexpr std::size_t maxThreads = 257;  // the faulting one and those held
+constexpr std::size_t maxModules = 1024;
 
 struct Scratch {
     int pipe[2];  // for reads of memory where process_vm_readv is refused
@@ -208,8 +72,10 @@ struct Scratch {
     std::size_t statusLength;
     Mapping mappings[8192];
     std::size_t mappingCount;
-    Module modules[1024];
+    Module modules[maxModules];
     std::size_t moduleCount;
+    std::uint32_t moduleNames[maxModules];  // where each module's path went
+    Location moduleIds[maxModules];         // and its build id
     unsigned char out[64 * 1024];
     unsigned char copy[4096];
     ThreadMemory threads[maxThreads];
@@ -247,6 +113,10 @@ bool readMemory(const Scratch& scratch, void* to, std::uintptr_t from, std::size
         done += part;
     }
     return true;
+}
+
+bool readMemoryOf(void* scratch, void* to, std::uintptr_t from, std::size_t size) {
+    return readMemory(*static_cast<const Scratch*>(scratch), to, from, size);
 }
 
 std::size_t readWholeFile(const char* path, char* buffer, std::size_t capacity) {
@@ -377,154 +247,6 @@ Location putMemory(Output& out, Scratch& scratch, std::uintptr_t start, std::siz
     return location;
 }
 
-// ---- /proc/self/maps
-
-bool parseHex(const char*& at, const char* end, std::uint64_t& value) {
-    const char* begin = at;
-    value = 0;
-    for (; at < end; ++at) {
-        const char c = *at;
-        int digit;
-        if (c >= '0' && c <= '9') digit = c - '0';
-        else if (c >= 'a' && c <= 'f') digit = c - 'a' + 10;
-        else break;
-        value = value << 4 | static_cast<unsigned>(digit);
-    }
-    return at > begin;
-}
-
-void skipField(const char*& at, const char* end) {
-    while (at < end && *at != ' ')
-        ++at;
-    while (at < end && *at == ' ')
-        ++at;
-}
-
-void parseMaps(Scratch& scratch) {
-    scratch.mappingCount = 0;
-    const char* at = scratch.maps;
-    const char* const end = scratch.maps + scratch.mapsLength;
-    while (at < end && scratch.mappingCount < sizeof(scratch.mappings) / sizeof(Mapping)) {
-        const char* lineEnd = static_cast<const char*>(std::memchr(at, '\n', static_cast<std::size_t>(end - at)));
-        if (!lineEnd)
-            break;  // a cut-off last line
-        Mapping mapping{};
-        std::uint64_t start = 0, stop = 0, offset = 0, inode = 0;
-        const char* field = at;
-        bool ok = parseHex(field, lineEnd, start) && field < lineEnd && *field++ == '-' && parseHex(field, lineEnd, stop);
-        if (ok) {
-            while (field < lineEnd && *field == ' ')
-                ++field;
-            mapping.readable = field < lineEnd && *field == 'r';
-            skipField(field, lineEnd);  // permissions
-            ok = parseHex(field, lineEnd, offset);
-            skipField(field, lineEnd);  // offset
-            skipField(field, lineEnd);  // device
-            for (; field < lineEnd && *field >= '0' && *field <= '9'; ++field)
-                inode = inode * 10 + static_cast<unsigned>(*field - '0');
-            while (field < lineEnd && *field == ' ')
-                ++field;
-        }
-        if (ok) {
-            mapping.start = start;
-            mapping.end = stop;
-            mapping.offset = offset;
-            mapping.inode = inode;
-            mapping.path = field;
-            mapping.pathLength = static_cast<std::uint32_t>(lineEnd - field);
-            scratch.mappings[scratch.mappingCount++] = mapping;
-        }
-        at = lineEnd + 1;
-    }
-}
-
-const Mapping* mappingAt(const Scratch& scratch, std::uintptr_t address) {
-    for (std::size_t i = 0; i < scratch.mappingCount; ++i)
-        if (address >= scratch.mappings[i].start && address < scratch.mappings[i].end)
-            return &scratch.mappings[i];
-    return nullptr;
-}
-
-bool samePath(const Mapping& a, const Mapping& b) {
-    return a.inode == b.inode && a.pathLength == b.pathLength && std::memcmp(a.path, b.path, a.pathLength) == 0;
-}
-
-// A module is a file mapped from its start that holds an ELF image; its
-// base is that first mapping, its end the last mapping of the same file.
-void findModules(Scratch& scratch) {
-    scratch.moduleCount = 0;
-    Module* current = nullptr;
-    for (std::size_t i = 0; i < scratch.mappingCount; ++i) {
-        const Mapping& mapping = scratch.mappings[i];
-        if (mapping.pathLength == 0 || mapping.path[0] != '/' || mapping.inode == 0)
-            continue;
-        if (current && samePath(*current->first, mapping) && mapping.offset != 0) {
-            current->end = mapping.end;
-            continue;
-        }
-        unsigned char magic[SELFMAG];
-        if (mapping.offset != 0 || !mapping.readable || !readMemory(scratch, magic, mapping.start, SELFMAG) ||
-            std::memcmp(magic, ELFMAG, SELFMAG) != 0) {
-            current = nullptr;
-            continue;
-        }
-        if (scratch.moduleCount == sizeof(scratch.modules) / sizeof(Module))
-            break;
-        current = &scratch.modules[scratch.moduleCount++];
-        *current = Module{mapping.start, mapping.end, &mapping, {}, {}};
-    }
-}
-
-// The GNU build id from the module's notes, read in memory. Its length, or 0.
-std::size_t buildId(const Scratch& scratch, const Module& module, unsigned char* id, std::size_t capacity) {
-    Elf64_Ehdr header;
-    if (!readMemory(scratch, &header, module.base, sizeof(header)) || header.e_ident[EI_CLASS] != ELFCLASS64 ||
-        header.e_phentsize != sizeof(Elf64_Phdr) || header.e_phnum > 128)
-        return 0;
-    Elf64_Phdr headers[128];
-    if (!readMemory(scratch, headers, module.base + header.e_phoff, header.e_phnum * sizeof(Elf64_Phdr)))
-        return 0;
-
-    // The load bias: where the segment that holds the file's start was put,
-    // less the address the file asks for it.
-    std::uintptr_t bias = 0;
-    bool found = false;
-    for (unsigned i = 0; i < header.e_phnum && !found; ++i) {
-        if (headers[i].p_type == PT_LOAD && headers[i].p_offset == 0) {
-            bias = module.base - headers[i].p_vaddr;
-            found = true;
-        }
-    }
-    if (!found)
-        return 0;
-
-    for (unsigned i = 0; i < header.e_phnum; ++i) {
-        if (headers[i].p_type != PT_NOTE)
-            continue;
-        unsigned char notes[2048];
-        std::size_t size = headers[i].p_filesz < sizeof(notes) ? headers[i].p_filesz : sizeof(notes);
-        if (!readMemory(scratch, notes, bias + headers[i].p_vaddr, size))
-            continue;
-        std::size_t at = 0;
-        while (at + sizeof(Elf64_Nhdr) <= size) {
-            Elf64_Nhdr note;
-            std::memcpy(&note, notes + at, sizeof(note));
-            const std::size_t name = at + sizeof(note);
-            const std::size_t desc = name + ((note.n_namesz + 3) & ~3u);
-            const std::size_t next = desc + ((note.n_descsz + 3) & ~3u);
-            if (next > size)
-                break;
-            if (note.n_type == NT_GNU_BUILD_ID && note.n_namesz == 4 && std::memcmp(notes + name, "GNU", 4) == 0 &&
-                note.n_descsz <= capacity) {
-                std::memcpy(id, notes + desc, note.n_descsz);
-                return note.n_descsz;
-            }
-            at = next;
-        }
-    }
-    return 0;
-}
-
 // ---- The streams.
 
 DirectoryEntry putSystemInfo(Output& out) {
@@ -633,7 +355,7 @@ Context threadContext(const ucontext_t& registers) {
 ThreadMemory putThreadMemory(Output& out, Scratch& scratch, pid_t threadId, const Context& context, bool withCode) {
     ThreadMemory thread{};
     thread.thread = static_cast<std::uint32_t>(threadId);
-    const Mapping* stackMapping = mappingAt(scratch, context.rsp);
+    const Mapping* stackMapping = mappingAt(scratch.mappings, scratch.mappingCount, context.rsp);
     for (std::size_t i = 0; !stackMapping && i < scratch.mappingCount; ++i) {
         const Mapping& above = scratch.mappings[i];
         if (above.start > context.rsp && above.start - context.rsp < 64 * 1024)
@@ -646,7 +368,7 @@ ThreadMemory putThreadMemory(Output& out, Scratch& scratch, pid_t threadId, cons
             size = maxStack;
         thread.stack = MemoryDescriptor{start, putMemory(out, scratch, start, size)};
     }
-    if (const Mapping* mapping = mappingAt(scratch, context.rip); withCode && mapping && mapping->readable) {
+    if (const Mapping* mapping = mappingAt(scratch.mappings, scratch.mappingCount, context.rip); withCode && mapping && mapping->readable) {
         std::uintptr_t start = context.rip >= mapping->start + codeReach ? context.rip - codeReach : mapping->start;
         std::uintptr_t end = context.rip + codeReach <= mapping->end ? context.rip + codeReach : mapping->end;
         thread.code = MemoryDescriptor{start, putMemory(out, scratch, start, end - start)};
@@ -701,14 +423,16 @@ DirectoryEntry putMemoryList(Output& out, const ThreadMemory* threads, std::size
 
 // Each module's path and build id first, then the list that points at them.
 DirectoryEntry putModuleList(Output& out, Scratch& scratch) {
+    const MemoryReader reader{readMemoryOf, &scratch};
     for (std::size_t i = 0; i < scratch.moduleCount; ++i) {
-        Module& module = scratch.modules[i];
-        module.name.rva = out.putString(module.first->path, module.first->pathLength);
+        const Module& module = scratch.modules[i];
+        scratch.moduleNames[i] = out.putString(module.first->path, module.first->pathLength);
+        scratch.moduleIds[i] = {};
         unsigned char id[64];
-        const std::size_t idLength = buildId(scratch, module, id, sizeof(id));
+        const std::size_t idLength = readBuildId(module, reader, id, sizeof(id));
         if (idLength > 0) {
             out.align();
-            module.cvRecord = {static_cast<std::uint32_t>(4 + idLength), out.rva()};
+            scratch.moduleIds[i] = {static_cast<std::uint32_t>(4 + idLength), out.rva()};
             out.put(&cvSignatureElfBuildId, 4);
             out.put(id, idLength);
         }
@@ -722,8 +446,8 @@ DirectoryEntry putModuleList(Output& out, Scratch& scratch) {
         ModuleEntry moduleEntry{};
         moduleEntry.base = module.base;
         moduleEntry.size = static_cast<std::uint32_t>(module.end - module.base);
-        moduleEntry.nameRva = module.name.rva;
-        moduleEntry.cvRecord = module.cvRecord;
+        moduleEntry.nameRva = scratch.moduleNames[i];
+        moduleEntry.cvRecord = scratch.moduleIds[i];
         out.put(&moduleEntry, sizeof(moduleEntry));
     }
     return entry;
@@ -752,8 +476,10 @@ bool putHeader(Output& out, const DirectoryEntry (&directory)[streamCount]) {
 void readProcess(Scratch& scratch) {
     scratch.mapsLength = readWholeFile("/proc/self/maps", scratch.maps, sizeof(scratch.maps));
     scratch.statusLength = readWholeFile("/proc/self/status", scratch.status, sizeof(scratch.status));
-    parseMaps(scratch);
-    findModules(scratch);
+    scratch.mappingCount = parseMaps(scratch.maps, scratch.mapsLength, scratch.mappings, std::size(scratch.mappings));
+    const MemoryReader reader{readMemoryOf, &scratch};
+    scratch.moduleCount =
+        findModules(scratch.mappings, scratch.mappingCount, reader, scratch.modules, std::size(scratch.modules));
 }
 
 }  // namespace

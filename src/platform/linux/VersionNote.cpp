@@ -2,6 +2,7 @@
 // a module, found through the program headers of the loaded modules.
 
 #include "platform/linux/VersionNote.h"
+#include "platform/linux/ElfNotes.h"
 #include "platform/linux/Posix.h"
 
 #include <dv/env/VersionResource.h>
@@ -11,7 +12,6 @@
 #include <sys/auxv.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -21,15 +21,13 @@ namespace {
 
 constexpr char noteOwner[] = "dvenv";
 
-std::size_t padded(std::size_t size, std::size_t alignment) { return (size + alignment - 1) / alignment * alignment; }
-
 std::optional<VersionResource> versionNoteOfModule(const dl_phdr_info& module) {
     for (ElfW(Half) i = 0; i < module.dlpi_phnum; ++i) {
         const ElfW(Phdr)& header = module.dlpi_phdr[i];
         if (header.p_type != PT_NOTE)
             continue;
         const auto* notes = reinterpret_cast<const void*>(module.dlpi_addr + header.p_vaddr);
-        if (auto found = findVersionNote(notes, header.p_memsz, header.p_align == 8 ? 8 : 4))
+        if (auto found = findVersionNote(notes, header.p_memsz, header.p_align))
             return found;
     }
     return std::nullopt;
@@ -61,29 +59,16 @@ int visitModule(dl_phdr_info* module, std::size_t, void* data) {
 }  // namespace
 
 std::optional<VersionResource> findVersionNote(const void* notes, std::size_t size, std::size_t alignment) {
-    const auto* bytes = static_cast<const unsigned char*>(notes);
-    std::size_t offset = 0;
-    // The content starts, and the next note starts, at the next multiple of
-    // the alignment; the name follows the header directly.
-    while (size - offset >= sizeof(ElfW(Nhdr))) {
-        ElfW(Nhdr) header;
-        std::memcpy(&header, bytes + offset, sizeof header);
-        const std::size_t nameStart = offset + sizeof header;
-        if (header.n_namesz > size - nameStart)
-            break;
-        const std::size_t contentStart = padded(nameStart + header.n_namesz, alignment);
-        if (contentStart > size || header.n_descsz > size - contentStart)
-            break;
-        if (header.n_type == detail::versionNoteType && header.n_namesz == sizeof noteOwner &&
-            std::memcmp(bytes + nameStart, noteOwner, sizeof noteOwner) == 0 && header.n_descsz >= 16) {
-            std::uint16_t numbers[8];
-            std::memcpy(numbers, bytes + contentStart, sizeof numbers);
-            VersionResource resource;
-            std::memcpy(resource.file.data(), numbers, sizeof resource.file);
-            std::memcpy(resource.product.data(), numbers + 4, sizeof resource.product);
-            return resource;
-        }
-        offset = std::min(padded(contentStart + header.n_descsz, alignment), size);
+    ElfNotes walk(notes, size, alignment);
+    for (ElfNote note; walk.next(note);) {
+        if (note.type != detail::versionNoteType || !note.ownedBy(noteOwner) || note.contentSize < 16)
+            continue;
+        std::uint16_t numbers[8];
+        std::memcpy(numbers, note.content, sizeof numbers);
+        VersionResource resource;
+        std::memcpy(resource.file.data(), numbers, sizeof resource.file);
+        std::memcpy(resource.product.data(), numbers + 4, sizeof resource.product);
+        return resource;
     }
     return std::nullopt;
 }

@@ -17,9 +17,8 @@ std::optional<VersionResource> versionNoteOfMainProgram();
 // program answers to its own file's base name too.
 std::optional<VersionResource> versionNoteOfLoadedModule(std::string_view baseName);
 
-// Walks the notes in `size` bytes at `notes`, whose name and content are padded
-// to `alignment` (4, or 8 for segments aligned so), and decodes the first
-// version note. A note that would run past the end stops the walk.
+// Decodes the first version note among the notes in `size` bytes at `notes`,
+// a note segment aligned to `alignment` (see ElfNotes).
 std::optional<VersionResource> findVersionNote(const void* notes, std::size_t size, std::size_t alignment);
 
 }  // namespace dv::env::platform
