@@ -10,11 +10,13 @@
 #include <nlohmann/json.hpp>
 
 #include <fcntl.h>
+#include <sys/personality.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <regex>
 #include <set>
@@ -114,6 +116,10 @@ class EveryCrashKind : public ::testing::TestWithParam<Kind> {};
 
 TEST_P(EveryCrashKind, NamesTheFaultingFunctionAndListsEveryThread) {
     const Kind& kind = GetParam();
+#ifdef __SANITIZE_THREAD__
+    if (std::strcmp(kind.how, "overflow-thread") == 0)
+        GTEST_SKIP() << "ThreadSanitizer owns the start of every thread: the library leaves new threads unprepared";
+#endif
     const TempDir dir;
     const std::string log = dir.path("crash.log");
     ASSERT_NE(crash(CRASH_CHILD, log, kind.how), 0);
@@ -126,12 +132,15 @@ TEST_P(EveryCrashKind, NamesTheFaultingFunctionAndListsEveryThread) {
     EXPECT_NE(result.out.find(std::string("\nException: ") + kind.exception + "\n"), std::string::npos) << result.out;
     EXPECT_EQ(signatureOf(result.out).size(), 16u) << result.out;
 
-    // Frame 0, or for an abort the first frame above the C library's abort.
+    // Frame 0, or for an abort the first frame above the C library's abort
+    // (and a sanitizer's interceptor of it).
     const auto frames = faultingFrames(result.out);
     ASSERT_FALSE(frames.empty()) << result.out;
     const auto site = std::find_if(frames.begin(), frames.end(), [](const std::string& frame) {
-        return frame.find(" libc.so.6 ") == std::string::npos && frame.find(" libstdc++") == std::string::npos &&
-               frame.find(" libFOX-1.6") == std::string::npos;
+        for (const char* runtime : {" libc.so.6 ", " libstdc++", " libFOX-1.6", " libtsan", " libasan", " libubsan"})
+            if (frame.find(runtime) != std::string::npos)
+                return false;
+        return true;
     });
     ASSERT_NE(site, frames.end()) << result.out;
     if (*kind.site) {
@@ -213,7 +222,11 @@ TEST(Signature, OneSiteOneSignatureAcrossRunsAnotherSiteAnother) {
         report = result.out;
     }
     EXPECT_EQ(first.size(), 1u);
-    EXPECT_EQ(addresses.size(), 3u) << "the runs were not loaded at different addresses";
+    // Without address-space randomisation (ThreadSanitizer's runs turn it
+    // off) every run loads at the same address, and only the rest is shown.
+    if ((::personality(0xffffffff) & ADDR_NO_RANDOMIZE) == 0) {
+        EXPECT_EQ(addresses.size(), 3u) << "the runs were not loaded at different addresses";
+    }
     EXPECT_TRUE(std::regex_search(report, std::regex("\nProgram:   " REPORTING_CHILD " [0-9]+\\.[0-9]+\\.[0-9]+\\.[0-9]+\n"))) << report;
     EXPECT_TRUE(std::regex_search(report, std::regex("\nDate:      [A-Z][a-z]{2} [A-Z][a-z]{2} .* [0-9]{4}\n"))) << report;
     EXPECT_NE(report.find("\nSystem:    Linux "), std::string::npos) << report;
