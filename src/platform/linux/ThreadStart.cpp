@@ -3,7 +3,8 @@
 // pthread_create, which the dynamic linker finds before the C library's (the
 // library is loaded ahead of it), wraps the start routine and hands over to
 // the next definition, the C library's or a sanitizer runtime's that was
-// found first. Sanitizer runtimes interpose the same function the same way.
+// found first. Sanitizer runtimes interpose the same function the same way
+// (one linked into the same program is called by its own name, below).
 // Threads that existed before still need prepareThreadForFaults.
 
 #include "platform/linux/Signals.h"
@@ -16,6 +17,21 @@
 
 #include <atomic>
 #include <cstdlib>
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(memory_sanitizer)
+#define DV_ENV_SANITIZED_BUILD 1
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define DV_ENV_SANITIZED_BUILD 1
+#endif
+
+#ifdef DV_ENV_SANITIZED_BUILD
+// The sanitizer runtimes' own name for their pthread_create.
+extern "C" int __interceptor_pthread_create(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)
+    __attribute__((weak));
+#endif
 
 namespace dv::env::platform {
 
@@ -35,12 +51,35 @@ constexpr bool wrapThreadStart = true;
 
 std::atomic<bool> preparingNewThreads{false};
 
+#ifdef DV_ENV_SANITIZED_BUILD
+// A sanitizer runtime linked statically into the program that holds this
+// file (as clang links them, for the fuzz targets) defines pthread_create as a
+// weak alias of its interceptor, so this definition takes the name and the
+// next one is the C library's: the runtime would never learn of the thread.
+// There the interceptor is called by its own name; it hands over to the C
+// library. Where the runtime is a module of its own, it is the next definition.
+CreateThread interceptorBesideThisFile() {
+    if (!__interceptor_pthread_create)
+        return nullptr;
+    Dl_info self{}, interceptor{};
+    const bool sameModule =
+        ::dladdr(reinterpret_cast<void*>(&interceptorBesideThisFile), &self) != 0 &&
+        ::dladdr(reinterpret_cast<void*>(&__interceptor_pthread_create), &interceptor) != 0 &&
+        self.dli_fbase == interceptor.dli_fbase;
+    return sameModule ? &__interceptor_pthread_create : nullptr;
+}
+#else
+CreateThread interceptorBesideThisFile() { return nullptr; }
+#endif
+
 CreateThread nextCreateThread() {
     // Found once; two threads that look it up at once find the same.
     static std::atomic<CreateThread> next{nullptr};
     CreateThread found = next.load(std::memory_order_acquire);
     if (!found) {
-        found = reinterpret_cast<CreateThread>(::dlsym(RTLD_NEXT, "pthread_create"));
+        found = interceptorBesideThisFile();
+        if (!found)
+            found = reinterpret_cast<CreateThread>(::dlsym(RTLD_NEXT, "pthread_create"));
         next.store(found, std::memory_order_release);
     }
     return found;
