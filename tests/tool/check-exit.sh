@@ -61,6 +61,9 @@ expect 0 '^5$' get dvarcprecvalue
 expect 0 '^ToolCropX0 = 1\.5$' set ToolCropX0 1.5mm
 expect 0 '^ToolCropY0 = -2$' set ToolCropY0 -2
 expect 0 '^DvExitWhenFinished = true$' set q yes
+expect 0 '^PsInPstoeditOptions = -dt -f svg$' set PsInPstoeditOptions '-dt -f svg'
+expect 0 '^PsInPstoeditOptions = --flat$' set PsInPstoeditOptions -- --flat
+expect 2 'set: VALUE is required' set PsInPstoeditOptions --
 expect 2 "unknown option 'NoSuchOption'" set NoSuchOption 1
 expect 2 "Invalid numeric parameter for option: ToolArcPrecValue \(value 'abc'\)" set ToolArcPrecValue abc
 expect 2 "'c' is a command, not an option: use dvenv run" set c file.cmd
@@ -85,6 +88,18 @@ kept=$("$dvenv" options --changed --format=tsv | awk -F'\t' '{ print $1 "\t" $4 
 [ "$kept" = "$(sort <<<"$names")" ] || [ "$(sort <<<"$kept")" = "$(sort <<<"$names")" ] ||
   { echo "FAIL: of 20 concurrent sets, kept:"; echo "$kept"; failures=$((failures + 1)); }
 "$dvenv" reset --all
+
+# Values longer than FOX's file lines hold (search paths, converter options)
+# come back whole in the next run, quotes, "=" and line feeds included; an
+# argument holds at most 128 KiB.
+font_path=$(for i in $(seq 1 400); do printf '/opt/fonts/"set %d"=x\n' "$i"; done)
+converter=$(head -c 100000 /dev/zero | tr '\0' 'o')
+for entry in "DvFontPath:$font_path" "PsInPstoeditOptions:-dt $converter"; do
+  name=${entry%%:*} value=${entry#*:}
+  "$dvenv" set "$name" "$value" > /dev/null 2>&1 || { echo "FAIL: set $name of ${#value} bytes: status $?"; failures=$((failures + 1)); }
+  [ "$("$dvenv" get "$name" 2> /dev/null)" = "$value" ] || { echo "FAIL: $name of ${#value} bytes not read back whole"; failures=$((failures + 1)); }
+done
+"$dvenv" reset --all 2> /dev/null
 
 # Files that cannot be read or written are failures at run time; a log
 # without a dump is bad input.

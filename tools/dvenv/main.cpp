@@ -238,8 +238,11 @@ int main(int argc, char** argv) {
         ->required();
     CLI::App* set = add("set", [](const Request& r) { return setOption(r.name, r.value); }, true);
     set->add_option("NAME", request.name, "the option's name, an old name or a short name; ignores case")->required();
-    set->add_option("VALUE", request.value, "the value as a command line gives it: 64, 1.5mm, yes, text")
-        ->required();
+    // A value may begin with a dash ("-dt -f svg" for a converter): CLI11
+    // takes such a word for an option and leaves it over, so VALUE is taken
+    // from what is left over where it is not given otherwise (below).
+    CLI::Option* setValue =
+        set->add_option("VALUE", request.value, "the value as a command line gives it: 64, 1.5mm, yes, text, -dt");
 
     CLI::App* reset = add("reset", [](const Request& r) { return resetOptions(r.names, r.all); }, true);
     reset->add_option("NAME", request.names, "options to put back to their defaults");
@@ -320,9 +323,19 @@ int main(int argc, char** argv) {
                           " (dvenv --help lists the commands)");
     }
     CLI::App& command = *chosen->second.app;
+    std::vector<std::string> extra = command.remaining();
+    // "--" ends set's options; CLI11 keeps the mark over.
+    if (&command == set && !extra.empty() && extra.front() == "--")
+        extra.erase(extra.begin());
+    if (&command == set && setValue->count() == 0) {
+        if (extra.empty())
+            return wrongUsage("set: VALUE is required (dvenv help set shows the usage)");
+        request.value = extra.front();
+        extra.erase(extra.begin());
+    }
     if (command.get_name() == "run" || command.get_name() == "analyze")
-        request.arguments = command.remaining();
-    else if (const std::vector<std::string> extra = command.remaining(); !extra.empty())
+        request.arguments = extra;
+    else if (!extra.empty())
         return leftOver(command, extra.front());
 
     if (command.get_name() == "help") {
