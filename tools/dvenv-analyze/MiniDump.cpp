@@ -1,7 +1,5 @@
 #include "MiniDump.h"
 
-#include "platform/linux/MinidumpFormat.h"
-
 #include <cstring>
 #include <sstream>
 
@@ -9,10 +7,16 @@ namespace dvanalyze {
 
 namespace {
 
-// The library's writer and dbghelp's alike: the same format.
-using namespace dv::env::platform::minidump;
-
-constexpr std::uint32_t pdb70Record = 0x53445352;  // "RSDS", what dbghelp writes for a PE module
+constexpr std::uint32_t signature = 0x504d444d;  // "MDMP"
+constexpr std::uint32_t threadListStream = 3;
+constexpr std::uint32_t moduleListStream = 4;
+constexpr std::uint32_t exceptionStream = 6;
+constexpr std::uint32_t systemInfoStream = 7;
+constexpr std::uint32_t linuxPlatform = 0x8201;
+constexpr std::uint32_t elfBuildIdRecord = 0x4270454c;  // "LEpB"
+constexpr std::uint32_t pdb70Record = 0x53445352;       // "RSDS"
+constexpr std::size_t moduleEntrySize = 108;
+constexpr std::size_t threadEntrySize = 48;
 
 class Reader {
 public:
@@ -114,12 +118,12 @@ const DumpModule* MiniDump::moduleAt(std::uint64_t address) const {
 
 std::optional<MiniDump> readMiniDump(const std::string& bytes, std::string& error) {
     const Reader in(bytes);
-    if (!in.has(0, sizeof(Header)) || in.at<std::uint32_t>(0) != dumpSignature) {
+    if (!in.has(0, 32) || in.at<std::uint32_t>(0) != signature) {
         error = "not a minidump (no \"MDMP\" at its start)";
         return std::nullopt;
     }
-    const auto streamCount = in.at<std::uint32_t>(offsetof(Header, streams));
-    const auto directory = in.at<std::uint32_t>(offsetof(Header, directoryRva));
+    const auto streamCount = in.at<std::uint32_t>(8);
+    const auto directory = in.at<std::uint32_t>(12);
     const auto cutShort = [&](const char* what, std::uint64_t offset, std::uint64_t size) {
         std::ostringstream text;
         text << "the dump is cut short: " << what << " takes bytes " << offset << " to " << offset + size
@@ -127,53 +131,51 @@ std::optional<MiniDump> readMiniDump(const std::string& bytes, std::string& erro
         error = text.str();
         return std::nullopt;
     };
-    if (!in.has(directory, sizeof(DirectoryEntry) * streamCount))
-        return cutShort("its stream directory", directory, sizeof(DirectoryEntry) * streamCount);
+    if (!in.has(directory, 12ull * streamCount))
+        return cutShort("its stream directory", directory, 12ull * streamCount);
 
     MiniDump dump;
     bool sawModules = false;
     for (std::uint32_t s = 0; s < streamCount; ++s) {
-        const std::uint64_t entry = directory + sizeof(DirectoryEntry) * s;
+        const std::uint64_t entry = directory + 12ull * s;
         const auto type = in.at<std::uint32_t>(entry);
-        const auto size = in.at<std::uint32_t>(entry + offsetof(DirectoryEntry, location.size));
-        const auto rva = in.at<std::uint32_t>(entry + offsetof(DirectoryEntry, location.rva));
+        const auto size = in.at<std::uint32_t>(entry + 4);
+        const auto rva = in.at<std::uint32_t>(entry + 8);
         if (type == 0)
             continue;  // unused entry
         if (!in.has(rva, size))
             return cutShort(("stream " + std::to_string(type)).c_str(), rva, size);
-        if (type == systemInfoStream && size >= offsetof(SystemInfo, platformId) + 4) {
-            dump.windows = in.at<std::uint32_t>(rva + offsetof(SystemInfo, platformId)) != platformLinux;
-        } else if (type == exceptionStream && size >= offsetof(ExceptionEntry, code) + 4) {
-            const auto code = in.at<std::uint32_t>(rva + offsetof(ExceptionEntry, code));
-            dump.fault = DumpFault{in.at<std::uint32_t>(rva + offsetof(ExceptionEntry, threadId)), code};
+        if (type == systemInfoStream && size >= 24) {
+            dump.windows = in.at<std::uint32_t>(rva + 20) != linuxPlatform;
+        } else if (type == exceptionStream && size >= 12) {
+            dump.fault = DumpFault{in.at<std::uint32_t>(rva), in.at<std::uint32_t>(rva + 8)};
         } else if (type == threadListStream && size >= 4) {
             const auto count = in.at<std::uint32_t>(rva);
-            if (4 + sizeof(ThreadEntry) * count > size)
-                return cutShort("the thread list", rva, 4 + sizeof(ThreadEntry) * count);
+            if (4 + threadEntrySize * count > size)
+                return cutShort("the thread list", rva, 4 + threadEntrySize * count);
             for (std::uint32_t t = 0; t < count; ++t)
-                dump.threadIds.push_back(in.at<std::uint32_t>(rva + 4 + sizeof(ThreadEntry) * t));
+                dump.threadIds.push_back(in.at<std::uint32_t>(rva + 4 + threadEntrySize * t));
         } else if (type == moduleListStream && size >= 4) {
             sawModules = true;
             const auto count = in.at<std::uint32_t>(rva);
-            if (4 + sizeof(ModuleEntry) * count > size)
-                return cutShort("the module list", rva, 4 + sizeof(ModuleEntry) * count);
+            if (4 + moduleEntrySize * count > size)
+                return cutShort("the module list", rva, 4 + moduleEntrySize * count);
             for (std::uint32_t m = 0; m < count; ++m) {
-                const std::uint64_t at = rva + 4 + sizeof(ModuleEntry) * m;
+                const std::uint64_t at = rva + 4 + moduleEntrySize * m;
                 DumpModule module;
                 module.base = in.at<std::uint64_t>(at);
-                module.size = in.at<std::uint32_t>(at + offsetof(ModuleEntry, size));
-                const auto nameRva = in.at<std::uint32_t>(at + offsetof(ModuleEntry, nameRva));
-                module.path = utf16Name(in, nameRva, error);
+                module.size = in.at<std::uint32_t>(at + 8);
+                module.path = utf16Name(in, in.at<std::uint32_t>(at + 20), error);
                 if (!error.empty())
-                    return cutShort("a module's name", nameRva, 4);
+                    return cutShort("a module's name", in.at<std::uint32_t>(at + 20), 4);
                 module.name = baseName(module.path);
-                const auto recordSize = in.at<std::uint32_t>(at + offsetof(ModuleEntry, cvRecord.size));
-                const auto recordRva = in.at<std::uint32_t>(at + offsetof(ModuleEntry, cvRecord.rva));
+                const auto recordSize = in.at<std::uint32_t>(at + 76);
+                const auto recordRva = in.at<std::uint32_t>(at + 80);
                 if (recordSize >= 4) {
                     if (!in.has(recordRva, recordSize))
                         return cutShort("a module's build id", recordRva, recordSize);
                     const auto kind = in.at<std::uint32_t>(recordRva);
-                    if (kind == cvSignatureElfBuildId)
+                    if (kind == elfBuildIdRecord)
                         module.buildId = hex(in.span(recordRva + 4, recordSize - 4));
                     else if (kind == pdb70Record && recordSize >= 24)
                         module.buildId = pdb70Id(in.span(recordRva + 4, 20));
